@@ -1,0 +1,163 @@
+// APath: a path held as a list of components and an absolute flag, in Windows or POSIX notation.
+#ifndef ZELK_APATH_H
+#define ZELK_APATH_H
+
+#include <zelk/aallocator.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/apathiterator.h>
+#include <zelk/apathreverseiterator.h>
+#include <zelk/astring.h>
+#include <zelk/export.h>
+
+#include <cstddef>
+
+namespace vorlan {
+namespace zelk {
+
+class APathImpl;
+
+// A path as a list of APathComponent values and an absolute flag. Text is parsed into the list
+// by SetPath and written back by GetPath, in either notation whatever it was parsed from:
+//
+//   notation  separators  root     drive             UNC                 long-path prefix
+//   Windows   \ and /     (none)   C:\dir, C:dir     \\server\share\dir  \\?\C:\..., \\?\UNC\...
+//   POSIX     / only      /        (none)            (none)              (none)
+//
+// The shape of the list says what a path is: a first component flagged as a drive is a Windows
+// drive path (absolute for C:\dir, drive-relative for C:dir); an absolute list of two or more
+// components whose first is neither empty nor a drive is a UNC path (server, share, ...); an
+// absolute list whose first component is empty is a POSIX absolute path (the empty component
+// is the root). Every text is accepted under the three notations; IsValid says whether the
+// result is fit for the disk. Positional operations take an index, an APathIterator or an
+// APathReverseIterator; a bad position is answered by false or an empty value, never by an
+// exception of the library's own, and leaves the path unchanged. Any change of the list makes
+// every iterator over the path stale.
+class ZELK_API APath {
+public:
+    enum PathType : unsigned int { kNativePath = 1, kPosixPath = 2, kWinPath = 3 };
+    enum InsertPosition : unsigned int { kInsertAfter = 1, kInsertBefore = 2 };
+
+    // The longest path the library provides for, in UTF-16 units. Nothing in the path class
+    // tests it.
+    static constexpr unsigned long kMaxPathLength = 32767;
+    // As an index: the last component.
+    static constexpr unsigned long kLastComponentIndex = 0xFFFFFFFFul;
+    // As a count: through the last component.
+    static constexpr unsigned long kToLast = 0xFFFFFFFFul;
+
+    APath();
+    // Parses path as SetPath does; a type outside the enumeration leaves the path empty.
+    APath(const AString& path, PathType type);
+    // A relative path of that one component, or an empty path for an empty component.
+    explicit APath(const APathComponent& component);
+    APath(const APath& other);
+    // Takes the other's list; the source can then only be destroyed or move-assigned.
+    APath(APath&& other) noexcept;
+    virtual ~APath();
+
+    APath& operator=(const APath& other);
+    APath& operator=(APath&& other) noexcept;
+
+    // Same components pair by pair and the same absolute flag; exact, case included.
+    bool operator==(const APath& other) const;
+    bool operator!=(const APath& other) const;
+
+    // A copy of the component at index (kLastComponentIndex: the last); an empty component for
+    // an index at or beyond the size.
+    APathComponent operator[](unsigned long index) const;
+    APathComponent GetComponent(unsigned long index) const;
+
+    // Replaces the whole path with the parse of path and returns true; an empty text gives the
+    // empty path. kNativePath reads as kWinPath; a Windows text that begins with a separator but
+    // names no server and share is parsed as POSIX. A type outside the enumeration with a
+    // non-empty text returns false and changes nothing.
+    bool SetPath(const AString& path, PathType type);
+    // Not empty, every component valid, and no drive but possibly the first.
+    bool IsValid() const;
+    bool IsAbsolute() const;
+    bool IsRelative() const;
+    bool IsEmpty() const;
+    unsigned long Size() const;
+    // Set or clear the absolute flag alone; the list is not touched.
+    void SetAbsolute();
+    void SetRelative();
+
+    // The text of all components, or of all but the last. kNativePath writes as kWinPath; a type
+    // outside the enumeration gives the empty text. With longPath, an absolute Windows drive or
+    // UNC text of 261 characters or more gets the \\?\ or \\?\UNC\ prefix; an absolute list of
+    // neither shape gets \\?\UNC\ in front of its whole text, a form that names nothing on disk.
+    AString GetPath(PathType type, bool longPath) const;
+    AString GetParentPath(PathType type, bool longPath) const;
+
+    // All components in front of the addressed one; empty at index 0.
+    APath GetParent(unsigned long index) const;
+    APath GetParent(const APathIterator& it) const;
+    APath GetParent(const APathReverseIterator& it) const;
+    // count components from the addressed one; absolute only when it starts at an absolute
+    // path's first component.
+    APath Subpath(unsigned long index, unsigned long count) const;
+    APath Subpath(const APathIterator& it, unsigned long count) const;
+    APath Subpath(const APathReverseIterator& it, unsigned long count) const;
+    bool DeleteComponent(unsigned long index);
+    bool DeleteComponent(const APathIterator& it);
+    bool DeleteComponent(const APathReverseIterator& it);
+    // Refuses an empty component.
+    bool SetComponent(unsigned long index, const APathComponent& component);
+    bool SetComponent(const APathIterator& it, const APathComponent& component);
+    bool SetComponent(const APathReverseIterator& it, const APathComponent& component);
+    // Refuses an empty component, except the root of an empty absolute path (index form only).
+    // The iterator forms insert at end() or rend() too.
+    bool InsertComponent(unsigned long index, const APathComponent& component,
+                         InsertPosition position);
+    bool InsertComponent(const APathIterator& it, const APathComponent& component,
+                         InsertPosition position);
+    bool InsertComponent(const APathReverseIterator& it, const APathComponent& component,
+                         InsertPosition position);
+    // Replaces count components from the addressed one with path's components. Given this same
+    // path, it works on a copy of it.
+    bool Replace(unsigned long index, unsigned long count, const APath& path);
+    bool Replace(const APathIterator& it, unsigned long count, const APath& path);
+    bool Replace(const APathReverseIterator& it, unsigned long count, const APath& path);
+    // The components in front of the addressed one give way to path's. Given this same path, it
+    // works on a copy of it.
+    bool SetParent(unsigned long index, const APath& path);
+    bool SetParent(const APathIterator& it, const APath& path);
+    bool SetParent(const APathReverseIterator& it, const APath& path);
+    // Parses text as the new parent of the last component.
+    bool SetParentPath(const AString& text, PathType type);
+    // Appends all of path's components with no test (this same path appends a copy of itself),
+    // or one component, which is dropped silently when empty.
+    APath& Append(const APath& path);
+    APath& Append(const APathComponent& component);
+    APath& operator+=(const APath& path);
+    APath& operator+=(const APathComponent& component);
+    APath operator+(const APath& path) const;
+    APath operator+(const APathComponent& component) const;
+
+    // Makes a valid relative path absolute against base, or the current directory (of its own
+    // drive for a drive-relative path); true only if it did. resolve collapses "." and "..".
+    bool MakeAbsolute(const APath* base, bool resolve);
+    // Removes "." components and each ".." with the component in front of it; true when
+    // anything was removed.
+    bool ResolveAliases();
+
+    APathIterator begin() const;
+    APathIterator end() const;
+    APathReverseIterator rbegin() const;
+    APathReverseIterator rend() const;
+
+    static void* operator new(std::size_t size);
+    static void* operator new[](std::size_t size);
+    static void* operator new(std::size_t size, void* place);
+    static void operator delete(void* pointer);
+    static void operator delete[](void* pointer);
+    static void operator delete(void* pointer, void* place);
+
+private:
+    APathImpl* fpImpl;
+};
+
+} // namespace zelk
+} // namespace vorlan
+
+#endif // ZELK_APATH_H

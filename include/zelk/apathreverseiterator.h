@@ -1,0 +1,79 @@
+// APathReverseIterator: a read-only random-access iterator that walks the components of an APath
+// from last to first.
+#ifndef ZELK_APATHREVERSEITERATOR_H
+#define ZELK_APATHREVERSEITERATOR_H
+
+#include <zelk/aallocator.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/export.h>
+
+#include <cstddef>
+#include <iterator>
+
+namespace vorlan {
+namespace zelk {
+
+class APath;
+struct APathReverseIteratorImpl;
+
+// A position in the component list of one path and the identity of that list; it shows
+// the component in front of its position, as the standard reverse iterators do. Only APath makes
+// one (begin/end or rbegin/rend); all else is copied. It neither owns nor pins the path: any change
+// of the path's list makes it stale. No operator tests bounds; comparing with the path's end is the
+// caller's part. Ordering and difference are meaningful only between iterators over one list, while
+// == also tells lists apart. Each new iterator costs one small allocation, so the prefix steps are
+// the cheap ones.
+class ZELK_API APathReverseIterator {
+public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = APathComponent;
+    using difference_type = long;
+    using pointer = const APathComponent*;
+    using reference = const APathComponent&;
+
+    APathReverseIterator(const APathReverseIterator& other);
+    APathReverseIterator& operator=(const APathReverseIterator& other);
+    virtual ~APathReverseIterator();
+
+    const APathComponent& operator*() const;
+    const APathComponent* operator->() const;
+    // The component n places forward of the one shown; the iterator does not move.
+    const APathComponent& operator[](unsigned long n) const;
+
+    APathReverseIterator& operator++();
+    APathReverseIterator& operator--();
+    APathReverseIterator operator++(int);
+    APathReverseIterator operator--(int);
+    APathReverseIterator& operator+=(long n);
+    APathReverseIterator& operator-=(long n);
+    APathReverseIterator operator+(long n) const;
+    APathReverseIterator operator-(long n) const;
+
+    bool operator==(const APathReverseIterator& other) const;
+    bool operator!=(const APathReverseIterator& other) const;
+    bool operator<(const APathReverseIterator& other) const;
+    bool operator<=(const APathReverseIterator& other) const;
+    bool operator>(const APathReverseIterator& other) const;
+    bool operator>=(const APathReverseIterator& other) const;
+    // Steps from other's position to this one.
+    long operator-(const APathReverseIterator& other) const;
+
+    static void* operator new(std::size_t size);
+    static void* operator new[](std::size_t size);
+    static void* operator new(std::size_t size, void* place);
+    static void operator delete(void* pointer);
+    static void operator delete[](void* pointer);
+    static void operator delete(void* pointer, void* place);
+
+private:
+    friend class APath;
+    // Takes ownership of impl, which must not be null.
+    explicit APathReverseIterator(APathReverseIteratorImpl* impl);
+
+    APathReverseIteratorImpl* fpImpl;
+};
+
+} // namespace zelk
+} // namespace vorlan
+
+#endif // ZELK_APATHREVERSEITERATOR_H

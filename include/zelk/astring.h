@@ -1,0 +1,140 @@
+// AString: UTF-16 text whose public indices and counts are in characters.
+#ifndef ZELK_ASTRING_H
+#define ZELK_ASTRING_H
+
+#include <zelk/aallocator.h>
+#include <zelk/export.h>
+
+#include <cstddef>
+
+namespace vorlan {
+namespace zelk {
+
+class AString8;
+struct AStringImpl;
+
+// UTF-16 text with a local buffer of 32 units. A character is one unit, or a high surrogate
+// together with whatever unit follows it; a high surrogate as the very last unit belongs to no
+// character. Indices and counts are in characters unless a name says units. All counts are 32-bit
+// values, also where the type says unsigned long. Operations never throw on bad arguments: the
+// string stays as it was, or the result is empty or 0xFFFFFFFF. Records are never shared.
+class ZELK_API AString {
+public:
+    // As a count: all there is (every count is clamped to what is available).
+    static constexpr unsigned long kToEnd = 0xFFFFFFFFul;
+    // The same value as a position: simply out of range.
+    static constexpr unsigned long kAtEnd = 0xFFFFFFFFul;
+
+    AString();
+    AString(const AString& other);
+    // Takes the other's record; the source can then only be destroyed or move-assigned.
+    AString(AString&& other) noexcept;
+    // One unit per byte (ISO 8859-1 widening, no UTF-8 decoding). Null gives the empty text.
+    AString(const char* text);
+    // The units up to the first 0 unit. Null gives the empty text.
+    AString(const unsigned short* text);
+    // Exactly unitCount units (a count in units), 0 units included.
+    AString(const unsigned short* text, unsigned long unitCount);
+    virtual ~AString();
+
+    AString& operator=(const AString& other);
+    // Swaps the two records: the right side holds the left side's former text afterwards.
+    AString& operator=(AString&& other) noexcept;
+    AString& operator=(const char* text);
+    AString& operator=(const unsigned short* text);
+
+    bool IsEmpty() const;
+    unsigned long CharCount() const;
+    unsigned long UTF16Count() const;
+    // Units the active buffer holds beside the terminator; 31 for a new string.
+    unsigned long Capacity() const;
+    // The unit of the character at index; 0 out of range and for a character of two units.
+    unsigned short GetChar(unsigned long index) const;
+    unsigned short operator[](unsigned long index) const;
+    // The 0-terminated text, owned by the string and valid until its next change. Never null.
+    const unsigned short* GrabWString() const;
+    // A copy of the text and terminator in a block from AAllocator::Alloc, which the caller
+    // releases with AAllocator::Free. Null when a registered allocate procedure gives no block.
+    [[nodiscard]] unsigned short* GetWString() const;
+
+    // Unit-by-unit order of plain values: 1, -1 or 0.
+    long Compare(const AString& other) const;
+    bool operator<(const AString& other) const;
+    bool operator<=(const AString& other) const;
+    bool operator>(const AString& other) const;
+    bool operator>=(const AString& other) const;
+    // Equal unit counts, character counts and units.
+    bool operator==(const AString& other) const;
+    bool operator!=(const AString& other) const;
+    // Null counts as the empty text.
+    bool operator==(const unsigned short* text) const;
+    bool operator!=(const unsigned short* text) const;
+
+    // Changing the text. Each returns the string itself.
+    AString& Append(const AString& text, unsigned long count = kToEnd);
+    AString& Append(const unsigned short* text, unsigned long count = kToEnd);
+    // A 0 unit is dropped.
+    AString& Append(unsigned short unit);
+    AString& operator+=(const AString& text);
+    AString& operator+=(const unsigned short* text);
+    AString& operator+=(unsigned short unit);
+    AString& Insert(unsigned long position, const AString& text, unsigned long count = kToEnd);
+    AString& Insert(unsigned long position, const unsigned short* text,
+                    unsigned long count = kToEnd);
+    AString& Remove(unsigned long start, unsigned long count = kToEnd);
+    // Takes away the last count characters.
+    AString& Truncate(unsigned long count);
+    AString& SetChar(unsigned long index, unsigned short unit);
+    AString& SetString(const AString& text, unsigned long count = kToEnd);
+    AString& SetString(const unsigned short* text, unsigned long count = kToEnd);
+    // Exactly unitCount units (a count in units), 0 units included.
+    AString& SetBuffer(const unsigned short* text, unsigned long unitCount);
+    void Clear();
+
+    // Making new strings.
+    AString Substring(unsigned long start, unsigned long count = kToEnd) const;
+    AString operator+(const AString& text) const;
+    AString operator+(const unsigned short* text) const;
+    AString operator+(unsigned short unit) const;
+    // Token n (from 1) is the text behind the n-th delimiter, up to the next one or the end.
+    AString GetToken(const AString& delimiter, unsigned long token) const;
+    AString GetToken(unsigned short delimiter, unsigned long token) const;
+
+    // Searching: a character index, or 0xFFFFFFFF.
+    unsigned long IndexOf(const AString& text, unsigned long start = 0) const;
+    unsigned long IndexOf(unsigned short unit, unsigned long start = 0) const;
+    unsigned long IndexOfAny(const AString& set, unsigned long start = 0) const;
+    bool Contains(const AString& text, unsigned long start = 0) const;
+    bool Contains(unsigned short unit, unsigned long start = 0) const;
+    bool ContainsAny(const AString& set, unsigned long start = 0) const;
+
+    // target becomes the text widened one unit per byte.
+    static void CStringToAString(const char* text, AString& target);
+
+    // Capacity.
+    void Preallocate(unsigned long units);
+    void Shrink(bool exact);
+
+    // UTF-8 conversion, lenient both ways: nothing is validated or replaced.
+    static void AStringToUTF8(const AString& source, AString8& target);
+    static void UTF8ToAString(const AString8& source, AString& target);
+
+    static void* operator new(std::size_t size);
+    static void* operator new[](std::size_t size);
+    static void* operator new(std::size_t size, void* place);
+    static void operator delete(void* pointer);
+    static void operator delete[](void* pointer);
+    static void operator delete(void* pointer, void* place);
+
+private:
+    friend struct AStringAccess;
+    AStringImpl* fpImpl;
+};
+
+// Units before the first 0 unit; 0 for null.
+ZELK_API unsigned long WLength(const unsigned short* text);
+
+} // namespace zelk
+} // namespace vorlan
+
+#endif // ZELK_ASTRING_H

@@ -1,0 +1,13 @@
+// zelk: every public header of the library.
+#ifndef ZELK_ZELK_H
+#define ZELK_ZELK_H
+
+#include <zelk/aallocator.h>
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/apathiterator.h>
+#include <zelk/apathreverseiterator.h>
+#include <zelk/astring.h>
+#include <zelk/astring8.h>
+
+#endif // ZELK_ZELK_H
