@@ -3,6 +3,7 @@
 set(ZELK_SOURCES
   # text
   source/aallocator.cpp
+  source/astring8.cpp
   # paths
 )
 
