@@ -4,6 +4,7 @@ set(ZELK_SOURCES
   # text
   source/aallocator.cpp
   source/astring8.cpp
+  source/astring.cpp
   # paths
 )
 

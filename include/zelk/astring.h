@@ -16,8 +16,25 @@ struct AStringImpl;
 // UTF-16 text with a local buffer of 32 units. A character is one unit, or a high surrogate
 // together with whatever unit follows it; a high surrogate as the very last unit belongs to no
 // character. Indices and counts are in characters unless a name says units. All counts are 32-bit
-// values, also where the type says unsigned long. Operations never throw on bad arguments: the
-// string stays as it was, or the result is empty or 0xFFFFFFFF. Records are never shared.
+// values, also where the type says unsigned long (a wider value is cut to its low 32 bits).
+// Operations never throw on bad arguments: the string stays as it was, or the result is empty or
+// 0xFFFFFFFF. Records are never shared.
+//
+// Memory: a text of up to 31 units lives in the record; growth goes through AAllocator in steps
+// of at least half the capacity. With the default allocate procedure std::bad_alloc passes
+// through; null from a registered procedure drops the change silently: appends and inserts leave
+// the string as it was, assignments leave the former text up to its first 0 unit.
+//
+// Cases worth knowing:
+// - A string whose record could not be allocated (null from a registered procedure in a
+//   constructor), like the source of a move construction, has no record. It reads as the empty
+//   text (GrabWString still gives a 0 unit), every change to it does nothing, and a move
+//   assignment gives it a record again.
+// - A text never passes 0xFFFFFFFE units: a request for more (Preallocate(0xFFFFFFFF), an append
+//   or a SetBuffer count that would pass it, a C string that long) is refused like a failed
+//   allocation, and nothing is read or written beyond the buffers.
+// - The source of Append, Insert, operator+=, SetString and SetBuffer may be this string itself
+//   or a pointer from its GrabWString: the result is that of a separate copy of the source.
 class ZELK_API AString {
 public:
     // As a count: all there is (every count is clamped to what is available).
@@ -78,12 +95,17 @@ public:
     AString& operator+=(const AString& text);
     AString& operator+=(const unsigned short* text);
     AString& operator+=(unsigned short unit);
+    // position CharCount() appends (also behind a trailing high surrogate); a position beyond it
+    // changes nothing.
     AString& Insert(unsigned long position, const AString& text, unsigned long count = kToEnd);
     AString& Insert(unsigned long position, const unsigned short* text,
                     unsigned long count = kToEnd);
     AString& Remove(unsigned long start, unsigned long count = kToEnd);
     // Takes away the last count characters.
     AString& Truncate(unsigned long count);
+    // Replaces the character at index with one unit (a pair becomes one unit); index CharCount()
+    // appends. At a lone low surrogate the characters are counted anew, since the new unit may
+    // pair with the one behind it.
     AString& SetChar(unsigned long index, unsigned short unit);
     AString& SetString(const AString& text, unsigned long count = kToEnd);
     AString& SetString(const unsigned short* text, unsigned long count = kToEnd);
@@ -108,11 +130,15 @@ public:
     bool Contains(unsigned short unit, unsigned long start = 0) const;
     bool ContainsAny(const AString& set, unsigned long start = 0) const;
 
-    // target becomes the text widened one unit per byte.
+    // target becomes the text widened one unit per byte (no decoding). A text of more than
+    // 0xFFFFFFFE bytes leaves target empty.
     static void CStringToAString(const char* text, AString& target);
 
-    // Capacity.
+    // Room for units units beside the terminator; never makes the buffer smaller.
     void Preallocate(unsigned long units);
+    // Gives memory back: an empty or short text goes back to the local buffer, otherwise the
+    // block becomes the text and terminator (exact) or the smallest multiple of 32 units that
+    // holds them. If the new block is refused nothing changes.
     void Shrink(bool exact);
 
     // UTF-8 conversion, lenient both ways: nothing is validated or replaced.

@@ -1,0 +1,627 @@
+// Tests of AString: storage and growth, counting, comparison, editing, searching, failures.
+#include <zelk/astring.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+using vorlan::zelk::AAllocator;
+using vorlan::zelk::AString;
+using vorlan::zelk::WLength;
+
+namespace {
+
+using Units = std::vector<unsigned short>;
+constexpr unsigned long kNotFound = 0xFFFFFFFFul;
+
+Units W(std::u16string_view text) {
+    return Units(text.begin(), text.end());
+}
+
+// Exactly the given units (0 units included); an empty list gives the empty string.
+AString Make(std::u16string_view text) {
+    const Units units = W(text);
+    return units.empty() ? AString() : AString(units.data(), units.size());
+}
+
+Units Of(const AString& text) {
+    const unsigned short* units = text.GrabWString();
+    return Units(units, units + text.UTF16Count());
+}
+
+// Allocation hooks that count, and that give null from a chosen size on.
+int gAllocations = 0;
+int gFrees = 0;
+unsigned long long gFailFrom = ~0ull;
+
+void* CountingAlloc(unsigned long long size) {
+    if (size >= gFailFrom) {
+        return nullptr;
+    }
+    ++gAllocations;
+    return std::malloc(static_cast<std::size_t>(size));
+}
+
+void CountingFree(void* pointer) {
+    ++gFrees;
+    std::free(pointer);
+}
+
+class AStringTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gAllocations = gFrees = 0;
+        gFailFrom = ~0ull;
+        AAllocator::RegisterMemoryProcs(CountingAlloc, CountingFree);
+    }
+    void TearDown() override { AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
+};
+
+// ---- Storage ----
+
+TEST_F(AStringTest, NewStringIsEmptyAndLocal) {
+    AString s;
+    EXPECT_EQ(s.CharCount(), 0u);
+    EXPECT_EQ(s.UTF16Count(), 0u);
+    EXPECT_EQ(s.Capacity(), 31u);
+    EXPECT_TRUE(s.IsEmpty());
+    ASSERT_NE(s.GrabWString(), nullptr);
+    EXPECT_EQ(s.GrabWString()[0], 0);
+    EXPECT_EQ(gAllocations, 1);
+}
+
+TEST_F(AStringTest, ShortTextCostsOneAllocationAndMovesNone) {
+    {
+        AString s(std::string(31, 'x').c_str());
+        EXPECT_EQ(gAllocations, 1);
+        EXPECT_EQ(s.Capacity(), 31u);
+        AString moved(std::move(s));
+        AString target;
+        EXPECT_EQ(gAllocations, 2);
+        target = std::move(moved);
+        AString back(std::move(target));
+        EXPECT_EQ(gAllocations, 2);
+        EXPECT_EQ(back.UTF16Count(), 31u);
+        back += u'y';
+        EXPECT_EQ(back.Capacity(), 63u);
+        EXPECT_EQ(gAllocations, 3);
+    }
+    EXPECT_EQ(gFrees, gAllocations);
+}
+
+TEST_F(AStringTest, GrowthStepsByHalfTheCapacity) {
+    AString s;
+    std::vector<unsigned long> capacities;
+    for (int i = 0; i < 480; ++i) {
+        s += u'a';
+        if (capacities.empty() || capacities.back() != s.Capacity()) {
+            capacities.push_back(s.Capacity());
+        }
+    }
+    EXPECT_EQ(capacities, (std::vector<unsigned long>{31, 63, 95, 143, 215, 323, 485}));
+    EXPECT_EQ(gAllocations, 7);
+
+    AString large(std::string(40, 'x').c_str());
+    EXPECT_EQ(large.Capacity(), 63u);
+    large.Preallocate(999);
+    EXPECT_EQ(large.Capacity(), 1023u);
+    EXPECT_EQ(Of(large), W(std::u16string(40, u'x')));
+}
+
+TEST_F(AStringTest, PreallocateAndShrinkFigures) {
+    AString s;
+    s.Preallocate(100);
+    EXPECT_EQ(s.Capacity(), 127u);
+    s.Preallocate(10);
+    EXPECT_EQ(s.Capacity(), 127u);
+    s = "abcde";
+    s.Shrink(false);
+    EXPECT_EQ(s.Capacity(), 31u);
+    EXPECT_EQ(Of(s), W(u"abcde"));
+
+    AString forty(std::string(40, 'x').c_str());
+    forty.Shrink(true);
+    EXPECT_EQ(forty.Capacity(), 40u);
+    forty.Shrink(false);
+    EXPECT_EQ(forty.Capacity(), 63u);
+    EXPECT_EQ(forty.UTF16Count(), 40u);
+
+    AString longer(std::string(40, 'x').c_str());
+    longer.Truncate(9);
+    longer.Shrink(false);
+    EXPECT_EQ(longer.Capacity(), 31u) << "31 units go local";
+    longer += u'y';
+    longer.Shrink(false);
+    EXPECT_EQ(longer.Capacity(), 63u) << "32 units take a block of 64";
+
+    const int freesBefore = gFrees;
+    longer.Clear();
+    EXPECT_EQ(longer.Capacity(), 63u) << "Clear keeps the block";
+    longer.Shrink(true);
+    EXPECT_EQ(longer.Capacity(), 31u);
+    EXPECT_EQ(gFrees, freesBefore + 1);
+    EXPECT_EQ(longer.GrabWString()[0], 0);
+}
+
+// ---- Counting and reading ----
+
+struct CountRow {
+    std::u16string_view units;
+    unsigned long chars;
+};
+
+TEST_F(AStringTest, CharactersOfSurrogates) {
+    const CountRow rows[] = {
+        {u"\xD83D\xDE00", 1}, // a pair
+        {u"A\xD83D", 1},      // a trailing high surrogate counts for nothing
+        {u"\xD83D", 0},
+        {u"\xD83D"
+         u"A",
+         1}, // a high surrogate takes any unit along
+        {u"\xDC00"
+         u"A",
+         2}, // a lone low surrogate is a character
+        {u"\xD800\xD800\xDC00", 2},
+    };
+    for (const CountRow& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(W(row.units)));
+        const AString s = Make(row.units);
+        EXPECT_EQ(s.CharCount(), row.chars);
+        EXPECT_EQ(s.UTF16Count(), row.units.size());
+        EXPECT_FALSE(s.IsEmpty());
+        EXPECT_TRUE(s == Make(row.units).GrabWString());
+    }
+}
+
+TEST_F(AStringTest, GetCharReadsOneUnitCharactersOnly) {
+    const AString pair = Make(u"\xD83D\xDE00"
+                              u"A\xDC01");
+    EXPECT_EQ(pair.GetChar(0), 0);
+    EXPECT_EQ(pair.GetChar(1), u'A');
+    EXPECT_EQ(pair.GetChar(2), 0) << "a lone low surrogate reads as 0";
+    EXPECT_EQ(pair.GetChar(3), 0);
+    EXPECT_EQ(pair[1], u'A');
+
+    AString singly; // appended a unit at a time: one character per unit, surrogates too
+    singly += 0xD83D;
+    singly += 0xDE00;
+    EXPECT_EQ(singly.CharCount(), 2u);
+    EXPECT_EQ(singly.GetChar(1), 0xDE00);
+
+    const AString abc("abc");
+    EXPECT_EQ(abc.GetChar(abc.CharCount()), 0);
+    EXPECT_EQ(abc.GetChar(AString::kAtEnd), 0);
+}
+
+TEST_F(AStringTest, WLengthAndGetWString) {
+    EXPECT_EQ(WLength(nullptr), 0u);
+    EXPECT_EQ(WLength(Make(u"ab").GrabWString()), 2u);
+    unsigned short* block = AString().GetWString();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block[0], 0);
+    AAllocator::Free(block);
+    const AString text = Make(std::u16string_view(u"a\0b", 3));
+    block = text.GetWString();
+    EXPECT_EQ(Units(block, block + 4), W(std::u16string_view(u"a\0b", 4)));
+    AAllocator::Free(block);
+    gFailFrom = 0;
+    EXPECT_EQ(text.GetWString(), nullptr);
+}
+
+// ---- Comparison ----
+
+TEST_F(AStringTest, CompareIsPlainUnitOrder) {
+    EXPECT_EQ(AString("a").Compare(AString("ab")), -1);
+    EXPECT_EQ(AString("ab").Compare(AString("a")), 1);
+    EXPECT_EQ(AString("ab").Compare(AString("ab")), 0);
+    EXPECT_EQ(AString().Compare(AString()), 0);
+    EXPECT_GT(Make(u"\xFFFD"), Make(u"\xD800\xDC00"));
+    EXPECT_TRUE(AString("a") < AString("b"));
+    EXPECT_TRUE(AString("b") >= AString("b"));
+    EXPECT_FALSE(AString("b") <= AString("a"));
+}
+
+TEST_F(AStringTest, EqualityAlsoWeighsTheCharacterCount) {
+    AString singly;
+    singly += 0xD83D;
+    singly += 0xDE00;
+    const AString set = Make(u"\xD83D\xDE00");
+    EXPECT_EQ(singly.Compare(set), 0);
+    EXPECT_FALSE(singly == set);
+    EXPECT_TRUE(singly != set);
+    EXPECT_TRUE(singly == singly);
+    EXPECT_TRUE(AString() == static_cast<const unsigned short*>(nullptr));
+    EXPECT_FALSE(AString("a") == static_cast<const unsigned short*>(nullptr));
+    EXPECT_TRUE(AString("ab") == AString("ab"));
+    EXPECT_FALSE(AString("ab") == AString("ac"));
+}
+
+TEST_F(AStringTest, MoveAssignmentSwaps) {
+    AString a("left");
+    AString b("right side of a longer text that lives on the heap");
+    const Units right = Of(b);
+    a = std::move(b);
+    EXPECT_EQ(Of(a), right);
+    EXPECT_EQ(Of(b), W(u"left"));
+}
+
+// ---- Editing ----
+
+struct EditRow {
+    const char* name;
+    std::u16string_view text;
+    void (*edit)(AString&);
+    std::u16string_view expected;
+};
+
+TEST_F(AStringTest, EditingTable) {
+    const EditRow rows[] = {
+        // Append and Insert
+        {"append 0 unit", u"ab", [](AString& s) { s.Append(static_cast<unsigned short>(0)); },
+         u"ab"},
+        {"+= 0 unit", u"ab", [](AString& s) { s += static_cast<unsigned short>(0); }, u"ab"},
+        {"append count", u"ab", [](AString& s) { s.Append(AString("xyz"), 2); }, u"abxy"},
+        {"append pair by count", u"a", [](AString& s) { s.Append(Make(u"\xD83D\xDE00z"), 1); },
+         u"a\xD83D\xDE00"},
+        {"insert at CharCount", u"ab", [](AString& s) { s.Insert(2, AString("c")); }, u"abc"},
+        {"insert beyond", u"ab", [](AString& s) { s.Insert(3, AString("c")); }, u"ab"},
+        {"insert kAtEnd", u"ab", [](AString& s) { s.Insert(AString::kAtEnd, AString("c")); },
+         u"ab"},
+        {"insert behind pair", u"\xD83D\xDE00z", [](AString& s) { s.Insert(1, AString("-")); },
+         u"\xD83D\xDE00-z"},
+        {"insert pointer count 0", u"ab",
+         [](AString& s) { s.Insert(0, Make(u"x").GrabWString(), 0); }, u"ab"},
+        // Remove
+        {"remove to end", u"abcd", [](AString& s) { s.Remove(2, AString::kToEnd); }, u"ab"},
+        {"remove at count", u"abcd", [](AString& s) { s.Remove(4, 1); }, u"abcd"},
+        {"remove none", u"abcd", [](AString& s) { s.Remove(0, 0); }, u"abcd"},
+        {"remove pair",
+         u"\xD83D\xDE00"
+         u"A",
+         [](AString& s) { s.Remove(0, 1); }, u"A"},
+        {"remove middle", u"abcd", [](AString& s) { s.Remove(1, 2); }, u"ad"},
+        // Truncate takes away from the end
+        {"truncate 1", u"abc", [](AString& s) { s.Truncate(1); }, u"ab"},
+        {"truncate all", u"abc", [](AString& s) { s.Truncate(3); }, u""},
+        {"truncate kToEnd", u"abc", [](AString& s) { s.Truncate(AString::kToEnd); }, u""},
+        {"truncate 0", u"abc", [](AString& s) { s.Truncate(0); }, u"abc"},
+        {"truncate pair", u"a\xD83D\xDE00", [](AString& s) { s.Truncate(1); }, u"a"},
+        // SetChar
+        {"setchar appends", u"ab", [](AString& s) { s.SetChar(2, u'c'); }, u"abc"},
+        {"setchar beyond", u"ab", [](AString& s) { s.SetChar(3, u'c'); }, u"ab"},
+        {"setchar 0", u"ab", [](AString& s) { s.SetChar(0, 0); }, u"ab"},
+        {"setchar on pair", u"\xD83D\xDE00z", [](AString& s) { s.SetChar(0, u'x'); }, u"xz"},
+        {"setchar behind pair", u"\xD83D\xDE00z", [](AString& s) { s.SetChar(1, u'y'); },
+         u"\xD83D\xDE00y"},
+        // SetString and SetBuffer
+        {"setstring count", u"old", [](AString& s) { s.SetString(AString("abcd"), 2); }, u"ab"},
+        {"setstring empty", u"old", [](AString& s) { s.SetString(AString()); }, u""},
+        {"setstring null", u"old",
+         [](AString& s) { s.SetString(static_cast<const unsigned short*>(nullptr)); }, u""},
+        {"setbuffer count 0", u"old", [](AString& s) { s.SetBuffer(Make(u"ab").GrabWString(), 0); },
+         u""},
+        {"clear", u"old", [](AString& s) { s.Clear(); }, u""},
+    };
+    for (const EditRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        AString s = Make(row.text);
+        row.edit(s);
+        EXPECT_EQ(Of(s), W(row.expected));
+        EXPECT_EQ(s.GrabWString()[s.UTF16Count()], 0) << "terminator";
+    }
+}
+
+TEST_F(AStringTest, SetCharOnPairKeepsCharCount) {
+    AString s = Make(u"\xD83D\xDE00z");
+    s.SetChar(0, u'x');
+    EXPECT_EQ(s.UTF16Count(), 2u);
+    EXPECT_EQ(s.CharCount(), 2u);
+}
+
+TEST_F(AStringTest, SetCharAtLoneLowSurrogateKeepsTheCountTrue) {
+    struct Row {
+        std::u16string_view text;
+        unsigned long index;
+        unsigned short unit;
+        std::u16string_view expected;
+        unsigned long chars;
+    } const rows[] = {
+        {u"\xDC00"
+         u"A\xD83D\xDE00",
+         0, u'x', u"xA\xD83D\xDE00", 3},
+        {u"\xDC00"
+         u"A\xD83D\xDE00",
+         0, 0xD800,
+         u"\xD800"
+         u"A\xD83D\xDE00",
+         2},
+        {u"\xDC00\xD83D\xDE00", 0, 0xD800, u"\xD800\xD83D\xDE00", 2},
+        {u"\xD83D\xDE00\xDC00", 1, 0xD801, u"\xD83D\xDE00\xD801", 1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(W(row.expected)));
+        AString s = Make(row.text);
+        s.SetChar(row.index, row.unit);
+        EXPECT_EQ(Of(s), W(row.expected));
+        EXPECT_EQ(s.CharCount(), row.chars);
+    }
+}
+
+TEST_F(AStringTest, SubstringTable) {
+    struct Row {
+        std::u16string_view text;
+        unsigned long start, count;
+        std::u16string_view expected;
+    } const rows[] = {
+        {u"abcd", 1, 2, u"bc"},
+        {u"abcd", 2, AString::kToEnd, u"cd"},
+        {u"abcd", 4, 1, u""},
+        {u"abcd", 0, 0, u""},
+        {u"abcd", AString::kAtEnd, AString::kToEnd, u""},
+        {u"a\xD83D\xDE00"
+         u"b",
+         1, 1, u"\xD83D\xDE00"},
+        {u"a\xD83D\xDE00"
+         u"b",
+         2, 5, u"b"},
+        {std::u16string_view(u"ab\0cd", 5), 1, AString::kToEnd, u"b"}, // stops at a 0 unit
+        {std::u16string_view(u"ab\0cd", 5), 2, AString::kToEnd, u""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(W(row.text)) + " " + std::to_string(row.start));
+        EXPECT_EQ(Of(Make(row.text).Substring(row.start, row.count)), W(row.expected));
+    }
+}
+
+TEST_F(AStringTest, EmbeddedZeroUnitKeepsCounts) {
+    const AString s = Make(std::u16string_view(u"ab\0cd", 5));
+    EXPECT_EQ(s.UTF16Count(), 5u);
+    EXPECT_EQ(s.CharCount(), 5u);
+    EXPECT_FALSE(s == Make(u"ab").GrabWString());
+    EXPECT_TRUE(AString("ab") == s.GrabWString());
+    EXPECT_EQ(s.IndexOf(u'c'), 3u);
+}
+
+TEST_F(AStringTest, CStringWidensEachByte) {
+    EXPECT_EQ(Of(AString("\xC3\xA9")), (Units{0xC3, 0xA9}));
+    EXPECT_EQ(Of(AString(static_cast<const char*>(nullptr))), Units{});
+    AString s("old text");
+    s = "";
+    EXPECT_TRUE(s.IsEmpty());
+}
+
+// ---- Searching ----
+
+struct SearchRow {
+    const char* name;
+    std::u16string_view text;
+    unsigned long (*search)(const AString&);
+    unsigned long expected;
+};
+
+TEST_F(AStringTest, SearchTable) {
+    const SearchRow rows[] = {
+        {"unit 0", u"ab", [](const AString& s) { return s.IndexOf(0); }, kNotFound},
+        {"unit behind pair",
+         u"\xD83D\xDE00"
+         u"A",
+         [](const AString& s) { return s.IndexOf(u'A'); }, 1},
+        {"low half of pair",
+         u"\xD83D\xDE00"
+         u"A",
+         [](const AString& s) { return s.IndexOf(0xDE00); }, kNotFound},
+        {"high half of pair",
+         u"\xD83D\xDE00"
+         u"A",
+         [](const AString& s) { return s.IndexOf(0xD83D); }, kNotFound},
+        {"lone low surrogate", u"a\xDE00", [](const AString& s) { return s.IndexOf(0xDE00); }, 1},
+        {"text of low half",
+         u"\xD83D\xDE00"
+         u"A",
+         [](const AString& s) { return s.IndexOf(Make(u"\xDE00")); }, 0},
+        {"text behind pair",
+         u"\xD83D\xDE00"
+         u"AB",
+         [](const AString& s) { return s.IndexOf(AString("B")); }, 2},
+        {"empty from 2", u"abcd", [](const AString& s) { return s.IndexOf(AString(), 2); }, 2},
+        {"empty from 4", u"abcd", [](const AString& s) { return s.IndexOf(AString(), 4); },
+         kNotFound},
+        {"empty in empty", u"", [](const AString& s) { return s.IndexOf(AString()); }, kNotFound},
+        {"restart", u"aaab", [](const AString& s) { return s.IndexOf(AString("aab")); }, 1},
+        {"from start", u"abab", [](const AString& s) { return s.IndexOf(AString("ab"), 1); }, 2},
+        {"too long", u"ab", [](const AString& s) { return s.IndexOf(AString("abc")); }, kNotFound},
+        {"start kAtEnd", u"ab",
+         [](const AString& s) { return s.IndexOf(AString("a"), AString::kAtEnd); }, kNotFound},
+        {"any empty set", u"abc", [](const AString& s) { return s.IndexOfAny(AString(), 1); }, 1},
+        {"any empty set beyond", u"abc",
+         [](const AString& s) { return s.IndexOfAny(AString(), 3); }, kNotFound},
+        {"any", u"abc", [](const AString& s) { return s.IndexOfAny(AString("xc")); }, 2},
+        {"any pair", u"a\xD83D\xDE00",
+         [](const AString& s) { return s.IndexOfAny(Make(u"\xD83D\xDE00")); }, 1},
+        {"any pair needs both", u"a\xD83D\xDE01",
+         [](const AString& s) { return s.IndexOfAny(Make(u"\xD83D\xDE00\xDE01")); }, kNotFound},
+        {"any low half alone", u"a\xD83D\xDE00\xDE00",
+         [](const AString& s) { return s.IndexOfAny(Make(u"\xDE00")); }, 2},
+    };
+    for (const SearchRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(row.search(Make(row.text)), row.expected);
+    }
+    EXPECT_TRUE(AString("ab").Contains(AString()));
+    EXPECT_FALSE(AString().Contains(AString()));
+    EXPECT_TRUE(AString("ab").ContainsAny(AString("b")));
+    EXPECT_FALSE(AString("ab").Contains(u'c'));
+}
+
+TEST_F(AStringTest, GetTokenTable) {
+    struct Row {
+        std::u16string_view text, delimiter;
+        unsigned long token;
+        std::u16string_view expected;
+    } const rows[] = {
+        {u"a,b,c", u",", 0, u""},     {u"a,b,c", u",", 1, u"b"},    {u"a,b,c", u",", 2, u"c"},
+        {u"a,b,c", u",", 3, u""},     {u"a,,c", u",", 1, u""},      {u"a,,c", u",", 2, u"c"},
+        {u"abc", u",", 1, u""},       {u"a,", u",", 1, u""},        {u",a", u",", 1, u"a"},
+        {u"a::b::c", u"::", 1, u"b"}, {u"a::b::c", u"::", 2, u"c"}, {u"a,b", u"", 1, u""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(W(row.text)) + " " + std::to_string(row.token));
+        const AString text = Make(row.text);
+        EXPECT_EQ(Of(text.GetToken(Make(row.delimiter), row.token)), W(row.expected));
+        if (row.delimiter.size() == 1) {
+            EXPECT_EQ(Of(text.GetToken(row.delimiter[0], row.token)), W(row.expected));
+        }
+    }
+}
+
+// ---- A source inside the string itself ----
+
+TEST_F(AStringTest, SourceInsideItsOwnBuffer) {
+    for (std::size_t length : {3u, 20u, 40u, 63u}) {
+        const std::u16string base = [&] {
+            std::u16string text;
+            for (std::size_t i = 0; i < length; ++i) {
+                text += static_cast<char16_t>(u'a' + i % 26);
+            }
+            return text;
+        }();
+        SCOPED_TRACE(length);
+        AString s = Make(base);
+        s += s;
+        EXPECT_EQ(Of(s), W(base + base));
+
+        s = Make(base);
+        s.Append(s.GrabWString() + 1);
+        EXPECT_EQ(Of(s), W(base + base.substr(1)));
+
+        for (unsigned long at = 0; at <= length; ++at) {
+            s = Make(base);
+            s.Insert(at, s);
+            std::u16string expected = base;
+            expected.insert(at, base);
+            ASSERT_EQ(Of(s), W(expected)) << "insert at " << at;
+
+            s = Make(base);
+            s.Insert(at, s.GrabWString() + length / 2);
+            expected = base;
+            expected.insert(at, base.substr(length / 2));
+            ASSERT_EQ(Of(s), W(expected)) << "insert tail at " << at;
+        }
+
+        s = Make(base);
+        s.SetString(s.GrabWString() + 1);
+        EXPECT_EQ(Of(s), W(base.substr(1)));
+        s = Make(base);
+        const AString& alias = s;
+        s = alias;
+        EXPECT_EQ(Of(s), W(base));
+    }
+}
+
+// ---- 32-bit counts ----
+
+TEST_F(AStringTest, AllOnesRequestsAreRefused) {
+    AString s("abc");
+    const int allocations = gAllocations;
+    s.Preallocate(0xFFFFFFFFul);
+    EXPECT_EQ(s.Capacity(), 31u);
+    EXPECT_EQ(gAllocations, allocations);
+    s.SetBuffer(s.GrabWString(), 0xFFFFFFFFul);
+    EXPECT_EQ(Of(s), W(u"abc"));
+    s.Remove(1, AString::kToEnd);
+    EXPECT_EQ(Of(s), W(u"a"));
+    if (sizeof(unsigned long) > 4) {
+        // Wider counts are cut to 32 bits, as on a host whose unsigned long has 32.
+        const unsigned long wide = static_cast<unsigned long>(~0ull);
+        AString t("abcd");
+        EXPECT_EQ(Of(t.Substring(wide - 0xFFFFFFFFul + 1, wide)), W(u"bcd"));
+        EXPECT_EQ(t.IndexOf(u'z'), 0xFFFFFFFFul);
+    }
+}
+
+// ---- Null from a registered allocate procedure ----
+
+TEST_F(AStringTest, FailedGrowthKeepsWhatTheOperationPromises) {
+    const std::string longText(40, 'x');
+    // Records (under 128 bytes) still come; text blocks (64 units and more) do not.
+    gFailFrom = 128;
+    const AString heapText = [] {
+        unsigned long long saved = gFailFrom;
+        gFailFrom = ~0ull;
+        AString text(std::string(40, 'y').c_str());
+        gFailFrom = saved;
+        return text;
+    }();
+    ASSERT_EQ(heapText.UTF16Count(), 40u);
+
+    AString s("abc");
+    s.Append(heapText);
+    EXPECT_EQ(Of(s), W(u"abc"));
+    s.Insert(1, heapText);
+    EXPECT_EQ(Of(s), W(u"abc"));
+    s += heapText;
+    EXPECT_EQ(Of(s), W(u"abc"));
+    AString full(std::string(31, 'f').c_str());
+    full.SetChar(31, u'g');
+    EXPECT_EQ(full.UTF16Count(), 31u);
+
+    // Assignment brings the former text back up to its first 0 unit, with counts afresh.
+    AString former = Make(std::u16string_view(u"ab\0c", 4));
+    former.SetString(heapText);
+    EXPECT_EQ(Of(former), W(u"ab"));
+    AString singly;
+    singly += 0xD83D;
+    singly += 0xDE00;
+    ASSERT_EQ(singly.CharCount(), 2u);
+    singly = heapText;
+    EXPECT_EQ(Of(singly), W(u"\xD83D\xDE00"));
+    EXPECT_EQ(singly.CharCount(), 1u);
+    AString buffer("abc");
+    buffer.SetBuffer(heapText.GrabWString(), 40);
+    EXPECT_EQ(Of(buffer), W(u"abc"));
+    buffer = longText.c_str();
+    EXPECT_EQ(Of(buffer), W(std::u16string(31, u'x'))) << "what fits the local buffer comes";
+
+    AString pre("abc");
+    pre.Preallocate(100);
+    EXPECT_EQ(pre.Capacity(), 31u);
+
+    // operator+ and Substring give what found room.
+    EXPECT_EQ(Of(AString("ab") + heapText), W(u"ab"));
+    EXPECT_EQ(Of(heapText.Substring(1)), Units{});
+    EXPECT_EQ(Of(heapText.Substring(1, 5)), W(u"yyyyy"));
+
+    // Shrink keeps the block when the smaller one is refused.
+    gFailFrom = ~0ull;
+    AString shrink(std::string(100, 'z').c_str());
+    EXPECT_EQ(shrink.Capacity(), 127u);
+    gFailFrom = 128;
+    shrink.Shrink(true);
+    EXPECT_EQ(shrink.Capacity(), 127u);
+    EXPECT_EQ(shrink.UTF16Count(), 100u);
+}
+
+TEST_F(AStringTest, StringWithoutRecordIsEmptyAndInert) {
+    gFailFrom = 0;
+    AString none("text");
+    AString other(none);
+    EXPECT_TRUE(none.IsEmpty());
+    EXPECT_EQ(none.Capacity(), 31u);
+    ASSERT_NE(none.GrabWString(), nullptr);
+    EXPECT_EQ(none.GrabWString()[0], 0);
+    none += u'a';
+    none.Insert(0, AString());
+    none.SetString(other);
+    EXPECT_EQ(none.CharCount(), 0u);
+    EXPECT_TRUE(none == other);
+    EXPECT_EQ(none.IndexOf(u'a'), kNotFound);
+    EXPECT_EQ(gAllocations, 0);
+    gFailFrom = ~0ull;
+    AString live("abc");
+    none = std::move(live);
+    EXPECT_EQ(Of(none), W(u"abc"));
+}
+
+} // namespace
