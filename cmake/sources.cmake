@@ -6,6 +6,7 @@ set(ZELK_SOURCES
   source/astring8.cpp
   source/astring.cpp
   # paths
+  source/apathcomponent.cpp
 )
 
 if(WIN32)
