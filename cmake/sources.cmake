@@ -7,6 +7,9 @@ set(ZELK_SOURCES
   source/astring.cpp
   # paths
   source/apathcomponent.cpp
+  source/apathiterator.cpp
+  source/apathreverseiterator.cpp
+  source/zassert.cpp
 )
 
 if(WIN32)

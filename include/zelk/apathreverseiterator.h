@@ -23,6 +23,12 @@ struct APathReverseIteratorImpl;
 // caller's part. Ordering and difference are meaningful only between iterators over one list, while
 // == also tells lists apart. Each new iterator costs one small allocation, so the prefix steps are
 // the cheap ones.
+//
+// Every iterator owns a record of its own: a copy, a postfix step, + and - each allocate one,
+// assignment copies into the record already held. A registered allocate procedure that gives no
+// memory for it is a broken invariant: the library's assertion writes the failed expression,
+// file and line to the standard error stream and stops the process with std::abort, in every
+// build type, so no iterator ever goes on without its record.
 class ZELK_API APathReverseIterator {
 public:
     using iterator_category = std::random_access_iterator_tag;
