@@ -5,6 +5,7 @@ set(ZELK_SOURCES
   source/aallocator.cpp
   source/astring8.cpp
   source/astring.cpp
+  source/astringconvert.cpp
   # paths
   source/apathcomponent.cpp
   source/apathiterator.cpp

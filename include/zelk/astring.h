@@ -141,7 +141,20 @@ public:
     // holds them. If the new block is refused nothing changes.
     void Shrink(bool exact);
 
-    // UTF-8 conversion, lenient both ways: nothing is validated or replaced.
+    // UTF-8 conversion, lenient both ways: nothing is validated, reported or replaced.
+    //
+    // AStringToUTF8: target's former text is gone and it becomes the UTF-8 form of source. A
+    // pair gives four bytes; a lone surrogate gives its own three-byte form; a 0 unit gives a 0
+    // byte; no byte order mark is written. Exceptions of AString8 pass through, and target then
+    // holds what was written so far.
+    //
+    // UTF8ToAString: target's former text is gone and it becomes the decoded text. A 0 byte, and
+    // a sequence that decodes to 0, is dropped; overlong and surrogate forms decode like any
+    // other, and trailing bytes are not checked. A four-byte form below U+10000 gives the one
+    // unit 0xFFC0 | (bits 10..15), one above U+10FFFF a single low surrogate. A byte 0xF8..0xFF,
+    // and a lead byte with fewer bytes behind it than its form needs, are skipped on their own
+    // and the walk goes on behind them. Only the low 32 bits of source's size are read. The
+    // buffer is trimmed afterwards to the smallest multiple of 32 units that holds the text.
     static void AStringToUTF8(const AString& source, AString8& target);
     static void UTF8ToAString(const AString8& source, AString& target);
 

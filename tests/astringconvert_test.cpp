@@ -1,0 +1,339 @@
+// Tests of the UTF-8 converters: the byte tables, malformed input, and the ASCII fast paths
+// against a plain table walk.
+#include <zelk/astring.h>
+#include <zelk/astring8.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+using vorlan::zelk::AAllocator;
+using vorlan::zelk::AString;
+using vorlan::zelk::AString8;
+
+namespace {
+
+using Units = std::vector<unsigned short>;
+using Bytes = std::vector<unsigned char>;
+
+AString MakeText(const Units& units) {
+    return units.empty() ? AString() : AString(units.data(), units.size());
+}
+
+AString8 MakeBytes(const Bytes& bytes) {
+    return AString8(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+Units Of(const AString& text) {
+    return Units(text.GrabWString(), text.GrabWString() + text.UTF16Count());
+}
+
+Bytes Of(const AString8& text) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.c_str());
+    return Bytes(bytes, bytes + text.size());
+}
+
+std::string Show(const Bytes& bytes) {
+    return testing::PrintToString(bytes);
+}
+
+// ---- Plain table walks, one unit or byte at a time ----
+
+Bytes ReferenceEncode(const Units& units) {
+    Bytes out;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const unsigned u = units[i];
+        if (u < 0x80) {
+            out.push_back(static_cast<unsigned char>(u));
+        } else if (u < 0x800) {
+            out.insert(out.end(), {static_cast<unsigned char>(0xC0 | (u >> 6)),
+                                   static_cast<unsigned char>(0x80 | (u & 0x3F))});
+        } else if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 &&
+                   units[i + 1] <= 0xDFFF) {
+            const unsigned cp = 0x10000 + ((u - 0xD800) << 10) + (units[++i] - 0xDC00);
+            out.insert(out.end(), {static_cast<unsigned char>(0xF0 | (cp >> 18)),
+                                   static_cast<unsigned char>(0x80 | ((cp >> 12) & 0x3F)),
+                                   static_cast<unsigned char>(0x80 | ((cp >> 6) & 0x3F)),
+                                   static_cast<unsigned char>(0x80 | (cp & 0x3F))});
+        } else {
+            out.insert(out.end(), {static_cast<unsigned char>(0xE0 | (u >> 12)),
+                                   static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F)),
+                                   static_cast<unsigned char>(0x80 | (u & 0x3F))});
+        }
+    }
+    return out;
+}
+
+struct Decoded {
+    Units units;
+    unsigned long chars = 0;
+};
+
+Decoded ReferenceDecode(const Bytes& bytes) {
+    Decoded out;
+    auto put = [&](unsigned unit) {
+        if (unit != 0) {
+            out.units.push_back(static_cast<unsigned short>(unit));
+            ++out.chars;
+        }
+    };
+    std::size_t i = 0;
+    while (i < bytes.size()) {
+        const unsigned b = bytes[i];
+        const std::size_t need = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF8 ? 4 : 0;
+        if (need == 0 || bytes.size() - i < need) {
+            ++i; // skipped on its own
+            continue;
+        }
+        const unsigned b1 = need > 1 ? bytes[i + 1] & 0x3F : 0;
+        const unsigned b2 = need > 2 ? bytes[i + 2] & 0x3F : 0;
+        const unsigned b3 = need > 3 ? bytes[i + 3] & 0x3F : 0;
+        if (need == 1) {
+            put(b);
+        } else if (need == 2) {
+            put(((b & 0x1F) << 6) | b1);
+        } else if (need == 3) {
+            put(((b & 0x0F) << 12) | (b1 << 6) | b2);
+        } else {
+            const unsigned cp = ((b & 7) << 18) | (b1 << 12) | (b2 << 6) | b3;
+            if (cp < 0x10000) {
+                put(0xFFC0 | ((cp >> 10) & 0x3F));
+            } else if (cp <= 0x10FFFF) {
+                out.units.push_back(static_cast<unsigned short>(0xD800 + ((cp - 0x10000) >> 10)));
+                out.units.push_back(static_cast<unsigned short>(0xDC00 + (cp & 0x3FF)));
+                ++out.chars;
+            } else {
+                put(0xDC00 | ((((cp >> 16) - 1) & 0x0F) << 6) | ((cp >> 10) & 0x3F));
+            }
+        }
+        i += need;
+    }
+    return out;
+}
+
+// ---- The tables ----
+
+TEST(AStringConvertTest, EncoderTable) {
+    const struct Row {
+        Units units;
+        Bytes bytes;
+    } rows[] = {
+        {{0x7F}, {0x7F}},
+        {{0x80}, {0xC2, 0x80}},
+        {{0x7FF}, {0xDF, 0xBF}},
+        {{0x800}, {0xE0, 0xA0, 0x80}},
+        {{0xFFFF}, {0xEF, 0xBF, 0xBF}},
+        {{0xFEFF, 0x41}, {0xEF, 0xBB, 0xBF, 0x41}}, // no mark is added or taken away
+        // surrogates
+        {{0xD83D, 0xDE00}, {0xF0, 0x9F, 0x98, 0x80}},
+        {{0xDBFF, 0xDFFF}, {0xF4, 0x8F, 0xBF, 0xBF}},
+        {{0xD800}, {0xED, 0xA0, 0x80}},
+        {{0xD800, 0x41}, {0xED, 0xA0, 0x80, 0x41}},
+        {{0xD800, 0xD800, 0xDC00}, {0xED, 0xA0, 0x80, 0xF0, 0x90, 0x80, 0x80}},
+        {{0xDC00}, {0xED, 0xB0, 0x80}},
+        {{0x41, 0xD800}, {0x41, 0xED, 0xA0, 0x80}},
+        // a 0 unit inside the text
+        {{0x41, 0x00, 0x42}, {0x41, 0x00, 0x42}},
+        {{}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.units));
+        AString8 target("former text of the target");
+        AString::AStringToUTF8(MakeText(row.units), target);
+        EXPECT_EQ(Of(target), row.bytes);
+        EXPECT_EQ(row.bytes, ReferenceEncode(row.units));
+    }
+}
+
+TEST(AStringConvertTest, DecoderTable) {
+    const struct Row {
+        Bytes bytes;
+        Units units;
+        unsigned long chars;
+    } rows[] = {
+        {{0x41, 0x7F}, {0x41, 0x7F}, 2},
+        {{0xC3, 0xA9}, {0xE9}, 1},
+        {{0xE2, 0x82, 0xAC}, {0x20AC}, 1},
+        {{0xEF, 0xBB, 0xBF, 0x41}, {0xFEFF, 0x41}, 2}, // the mark stays
+        // four bytes: a pair, overlong, beyond U+10FFFF
+        {{0xF0, 0x9F, 0x98, 0x80}, {0xD83D, 0xDE00}, 1},
+        {{0xF4, 0x8F, 0xBF, 0xBF}, {0xDBFF, 0xDFFF}, 1},
+        {{0xF0, 0x80, 0x80, 0x80}, {0xFFC0}, 1},
+        {{0xF0, 0x8F, 0xBF, 0x41}, {0xFFFF}, 1},
+        {{0xF4, 0x90, 0x80, 0x80}, {0xDC00}, 1},
+        {{0xF7, 0xBF, 0xBF, 0xBF}, {0xDFBF}, 1},
+        // surrogates in three-byte form
+        {{0xED, 0xA0, 0x80}, {0xD800}, 1},
+        {{0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}, {0xD83D, 0xDE00}, 2},
+        // overlong and 0
+        {{0xC1, 0x81}, {0x41}, 1},
+        {{0x41, 0x00, 0x42}, {0x41, 0x42}, 2},
+        {{0xC0, 0x80}, {}, 0},
+        {{0xE0, 0x80, 0x80}, {}, 0},
+        // trailing bytes are not tested
+        {{0x41, 0x80, 0x42}, {0x41, 0x02}, 2},
+        {{0xC3, 0x41}, {0xC1}, 1},
+        // bytes without a row, and leads cut short: skipped one by one
+        {{0xF8, 0x41}, {0x41}, 1},
+        {{0xFF, 0xFE, 0x41}, {0x41}, 1},
+        {{0x41, 0xC3}, {0x41}, 1},
+        {{0x41, 0x80}, {0x41}, 1},
+        {{0xE3, 0x41}, {0x41}, 1},
+        {{0xF0, 0x9F, 0x98}, {0x7D8}, 1}, // F0 skipped, then 9F 98 as a two-byte form
+        {{}, {}, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(Show(row.bytes));
+        AString target("former text");
+        AString::UTF8ToAString(MakeBytes(row.bytes), target);
+        EXPECT_EQ(Of(target), row.units);
+        EXPECT_EQ(target.CharCount(), row.chars);
+        EXPECT_EQ(ReferenceDecode(row.bytes).units, row.units);
+    }
+}
+
+TEST(AStringConvertTest, SurrogatesInThreeByteFormCompareEqualButAreNotEqual) {
+    AString six;
+    AString four;
+    AString::UTF8ToAString(MakeBytes({0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}), six);
+    AString::UTF8ToAString(MakeBytes({0xF0, 0x9F, 0x98, 0x80}), four);
+    EXPECT_EQ(six.Compare(four), 0);
+    EXPECT_FALSE(six == four);
+}
+
+TEST(AStringConvertTest, ZeroUnitDoesNotSurviveTheWayBack) {
+    AString8 bytes;
+    AString::AStringToUTF8(MakeText({0x41, 0x00, 0x42}), bytes);
+    AString back;
+    AString::UTF8ToAString(bytes, back);
+    EXPECT_EQ(Of(back), (Units{0x41, 0x42}));
+}
+
+// ---- Sizing ----
+
+int gAllocations = 0;
+
+void* CountingAlloc(unsigned long long size) {
+    ++gAllocations;
+    return std::malloc(static_cast<std::size_t>(size));
+}
+
+TEST(AStringConvertTest, TargetsAreSizedOnceAndTrimmed) {
+    AAllocator::RegisterMemoryProcs(CountingAlloc, nullptr);
+    const AString source = MakeText(Units(40, 0x7FF));
+    AString8 bytes;
+    gAllocations = 0;
+    AString::AStringToUTF8(source, bytes);
+    EXPECT_EQ(gAllocations, 1);
+    EXPECT_EQ(bytes.size(), 80u);
+
+    AString text;
+    const AString8 ascii = MakeBytes(Bytes(300, 'a'));
+    gAllocations = 0;
+    AString::UTF8ToAString(ascii, text);
+    EXPECT_EQ(gAllocations, 1);
+    EXPECT_EQ(text.Capacity(), 319u);
+
+    // A mostly multi-byte text gives back what it did not use.
+    Bytes accents;
+    for (int i = 0; i < 100; ++i) {
+        accents.insert(accents.end(), {0xC3, 0xA9});
+    }
+    AString::UTF8ToAString(MakeBytes(accents), text);
+    EXPECT_EQ(text.UTF16Count(), 100u);
+    EXPECT_EQ(text.Capacity(), 127u);
+
+    // An empty source releases the heap block.
+    AString::UTF8ToAString(AString8(), text);
+    EXPECT_TRUE(text.IsEmpty());
+    EXPECT_EQ(text.Capacity(), 31u);
+    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+}
+
+// ---- Fast paths against the plain walk ----
+
+std::uint32_t gSeed = 12345;
+std::uint32_t Next() {
+    gSeed = gSeed * 1664525u + 1013904223u;
+    return gSeed >> 8;
+}
+
+// The encoder, appending a byte at a time into a target prepared the same way.
+// (A text cannot start with a 0 unit: such units give the empty string.)
+void CheckEncode(const Units& wanted) {
+    const AString text = MakeText(wanted);
+    const Units units = Of(text);
+    AString8 fast;
+    AString::AStringToUTF8(text, fast);
+    AString8 slow;
+    slow.reserve(static_cast<unsigned long>(units.size() * 2));
+    for (unsigned char byte : ReferenceEncode(units)) {
+        slow += static_cast<char>(byte);
+    }
+    slow.reserve(0);
+    ASSERT_EQ(Of(fast), Of(slow)) << testing::PrintToString(units);
+    ASSERT_EQ(fast.capacity(), slow.capacity()) << testing::PrintToString(units);
+}
+
+void CheckDecode(const Bytes& bytes) {
+    AString fast;
+    AString::UTF8ToAString(MakeBytes(bytes), fast);
+    const Decoded slow = ReferenceDecode(bytes);
+    ASSERT_EQ(Of(fast), slow.units) << Show(bytes);
+    ASSERT_EQ(fast.CharCount(), slow.chars) << Show(bytes);
+}
+
+TEST(AStringConvertTest, FastPathsAgreeAtEveryOffset) {
+    const std::vector<Units> specials = {
+        {0x00}, {0x7F}, {0x80}, {0x7FF}, {0x800}, {0xD83D, 0xDE00}, {0xD83D}, {0xDE00}, {0x4E2D},
+    };
+    const std::vector<Bytes> specialBytes = {
+        {0x00}, {0x80}, {0xC3, 0xA9}, {0xE2, 0x82, 0xAC}, {0xF0, 0x9F, 0x98, 0x80},
+        {0xF8}, {0xC3}, {0xE2, 0x82}, {0xF0, 0x9F, 0x98},
+    };
+    for (std::size_t before = 0; before <= 20; ++before) {
+        for (std::size_t after = 0; after <= 20; after += 3) {
+            for (const Units& special : specials) {
+                Units units(before, 'a');
+                units.insert(units.end(), special.begin(), special.end());
+                units.insert(units.end(), after, 'b');
+                CheckEncode(units);
+            }
+            for (const Bytes& special : specialBytes) {
+                Bytes bytes(before, 'a');
+                bytes.insert(bytes.end(), special.begin(), special.end());
+                bytes.insert(bytes.end(), after, 'b');
+                CheckDecode(bytes);
+            }
+        }
+    }
+}
+
+TEST(AStringConvertTest, FastPathsAgreeOnMixedText) {
+    // ASCII in shares from none to three quarters, the rest mostly three-byte units: the denser
+    // texts outgrow the target's first block.
+    for (int round = 0; round < 300; ++round) {
+        Units units(Next() % 400);
+        for (unsigned short& unit : units) {
+            const std::uint32_t r = Next() % 16;
+            const std::uint32_t ascii = static_cast<std::uint32_t>(round % 12);
+            unit = static_cast<unsigned short>(r < ascii       ? 0x20 + Next() % 0x5F
+                                               : r == ascii    ? Next() % 3
+                                               : r < ascii + 4 ? Next() % 0x10000
+                                                               : 0x4E00 + Next() % 0x100);
+        }
+        CheckEncode(units);
+        Bytes bytes(Next() % 400);
+        for (unsigned char& byte : bytes) {
+            const std::uint32_t r = Next() % 8;
+            byte = static_cast<unsigned char>(r < 5 ? 0x20 + Next() % 0x5F : Next() % 0x100);
+        }
+        CheckDecode(bytes);
+        CheckDecode(ReferenceEncode(units));
+    }
+}
+
+} // namespace
