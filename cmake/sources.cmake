@@ -11,6 +11,7 @@ set(ZELK_SOURCES
   source/apathiterator.cpp
   source/apathreverseiterator.cpp
   source/zassert.cpp
+  source/apath.cpp
 )
 
 if(WIN32)

@@ -31,7 +31,13 @@ class APathImpl;
 // result is fit for the disk. Positional operations take an index, an APathIterator or an
 // APathReverseIterator; a bad position is answered by false or an empty value, never by an
 // exception of the library's own, and leaves the path unchanged. Any change of the list makes
-// every iterator over the path stale.
+// every iterator over the path stale. A count that reaches past the end, also one whose sum with
+// the index passes 32 bits, runs to the last component.
+//
+// When a registered allocate procedure gives no memory for the implementation object, the path
+// has none: it reads as the empty relative path, SetPath and every editing operation return
+// false or change nothing, its iterators belong to no path, and only an assignment can give it
+// a list again.
 class ZELK_API APath {
 public:
     enum PathType : unsigned int { kNativePath = 1, kPosixPath = 2, kWinPath = 3 };
@@ -126,7 +132,8 @@ public:
     // Parses text as the new parent of the last component.
     bool SetParentPath(const AString& text, PathType type);
     // Appends all of path's components with no test (this same path appends a copy of itself),
-    // or one component, which is dropped silently when empty.
+    // or one component as InsertComponent(kLastComponentIndex, component, kInsertAfter) does: an
+    // empty one is dropped silently, unless it becomes the root of an empty absolute path.
     APath& Append(const APath& path);
     APath& Append(const APathComponent& component);
     APath& operator+=(const APath& path);
@@ -154,6 +161,10 @@ public:
     static void operator delete(void* pointer, void* place);
 
 private:
+    // The records behind an iterator, for the iterator forms of the editing operations.
+    static const APathIteratorImpl* RecordOf(const APathIterator& it);
+    static const APathReverseIteratorImpl* RecordOf(const APathReverseIterator& it);
+
     APathImpl* fpImpl;
 };
 
