@@ -23,7 +23,8 @@ Units W(std::u16string_view text) {
 // Exactly the given units (0 units included); an empty list gives the empty string.
 AString Make(std::u16string_view text) {
     const Units units = W(text);
-    return units.empty() ? AString() : AString(units.data(), units.size());
+    return units.empty() ? AString()
+                         : AString(units.data(), static_cast<unsigned long>(units.size()));
 }
 
 Units Of(const AString& text) {
@@ -394,65 +395,71 @@ TEST_F(AStringTest, CStringWidensEachByte) {
 
 // ---- Searching ----
 
-struct SearchRow {
-    const char* name;
-    std::u16string_view text;
-    unsigned long (*search)(const AString&);
-    unsigned long expected;
-};
+enum class Search { kText, kUnit, kAny };
 
 TEST_F(AStringTest, SearchTable) {
-    const SearchRow rows[] = {
-        {"unit 0", u"ab", [](const AString& s) { return s.IndexOf(0); }, kNotFound},
-        {"unit behind pair",
-         u"\xD83D\xDE00"
+    const unsigned long kAtEnd = AString::kAtEnd;
+    const struct Row {
+        std::u16string_view text;
+        Search how;
+        std::u16string_view what; // kUnit: its first unit, or 0 when empty
+        unsigned long start, expected;
+    } rows[] = {
+        // single units: pairs are stepped over unseen, a lone low surrogate is found
+        {u"ab", Search::kUnit, u"", 0, kNotFound},
+        {u"\xD83D\xDE00"
          u"A",
-         [](const AString& s) { return s.IndexOf(u'A'); }, 1},
-        {"low half of pair",
-         u"\xD83D\xDE00"
+         Search::kUnit, u"A", 0, 1},
+        {u"\xD83D\xDE00"
          u"A",
-         [](const AString& s) { return s.IndexOf(0xDE00); }, kNotFound},
-        {"high half of pair",
-         u"\xD83D\xDE00"
+         Search::kUnit, u"\xDE00", 0, kNotFound},
+        {u"\xD83D\xDE00"
          u"A",
-         [](const AString& s) { return s.IndexOf(0xD83D); }, kNotFound},
-        {"lone low surrogate", u"a\xDE00", [](const AString& s) { return s.IndexOf(0xDE00); }, 1},
-        {"text of low half",
-         u"\xD83D\xDE00"
+         Search::kUnit, u"\xD83D", 0, kNotFound},
+        {u"a\xDE00", Search::kUnit, u"\xDE00", 0, 1},
+        // texts: unit matching, character results
+        {u"\xD83D\xDE00"
          u"A",
-         [](const AString& s) { return s.IndexOf(Make(u"\xDE00")); }, 0},
-        {"text behind pair",
-         u"\xD83D\xDE00"
+         Search::kText, u"\xDE00", 0, 0},
+        {u"\xD83D\xDE00"
          u"AB",
-         [](const AString& s) { return s.IndexOf(AString("B")); }, 2},
-        {"empty from 2", u"abcd", [](const AString& s) { return s.IndexOf(AString(), 2); }, 2},
-        {"empty from 4", u"abcd", [](const AString& s) { return s.IndexOf(AString(), 4); },
-         kNotFound},
-        {"empty in empty", u"", [](const AString& s) { return s.IndexOf(AString()); }, kNotFound},
-        {"restart", u"aaab", [](const AString& s) { return s.IndexOf(AString("aab")); }, 1},
-        {"from start", u"abab", [](const AString& s) { return s.IndexOf(AString("ab"), 1); }, 2},
-        {"too long", u"ab", [](const AString& s) { return s.IndexOf(AString("abc")); }, kNotFound},
-        {"start kAtEnd", u"ab",
-         [](const AString& s) { return s.IndexOf(AString("a"), AString::kAtEnd); }, kNotFound},
-        {"any empty set", u"abc", [](const AString& s) { return s.IndexOfAny(AString(), 1); }, 1},
-        {"any empty set beyond", u"abc",
-         [](const AString& s) { return s.IndexOfAny(AString(), 3); }, kNotFound},
-        {"any", u"abc", [](const AString& s) { return s.IndexOfAny(AString("xc")); }, 2},
-        {"any pair", u"a\xD83D\xDE00",
-         [](const AString& s) { return s.IndexOfAny(Make(u"\xD83D\xDE00")); }, 1},
-        {"any pair needs both", u"a\xD83D\xDE01",
-         [](const AString& s) { return s.IndexOfAny(Make(u"\xD83D\xDE00\xDE01")); }, kNotFound},
-        {"any low half alone", u"a\xD83D\xDE00\xDE00",
-         [](const AString& s) { return s.IndexOfAny(Make(u"\xDE00")); }, 2},
+         Search::kText, u"B", 0, 2},
+        {u"abcd", Search::kText, u"", 2, 2},
+        {u"abcd", Search::kText, u"", 4, kNotFound},
+        {u"", Search::kText, u"", 0, kNotFound},
+        {u"aaab", Search::kText, u"aab", 0, 1}, // a failed attempt restarts one unit on
+        {u"abab", Search::kText, u"ab", 1, 2},
+        {u"ab", Search::kText, u"abc", 0, kNotFound},
+        {u"ab", Search::kText, u"a", kAtEnd, kNotFound},
+        // sets: a pair is one entry and matches only as a whole
+        {u"abc", Search::kAny, u"", 1, 1},
+        {u"abc", Search::kAny, u"", 3, kNotFound},
+        {u"abc", Search::kAny, u"xc", 0, 2},
+        {u"a\xD83D\xDE00", Search::kAny, u"\xD83D\xDE00", 0, 1},
+        {u"a\xD83D\xDE01", Search::kAny, u"\xD83D\xDE00\xDE01", 0, kNotFound},
+        {u"a\xD83D\xDE00\xDE00", Search::kAny, u"\xDE00", 0, 2},
     };
-    for (const SearchRow& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.search(Make(row.text)), row.expected);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(W(row.text)) + " " +
+                     testing::PrintToString(W(row.what)));
+        const AString text = Make(row.text);
+        const AString what = Make(row.what);
+        switch (row.how) {
+        case Search::kText:
+            EXPECT_EQ(text.IndexOf(what, row.start), row.expected);
+            EXPECT_EQ(text.Contains(what, row.start), row.expected != kNotFound);
+            break;
+        case Search::kUnit:
+            EXPECT_EQ(text.IndexOf(what.GrabWString()[0], row.start), row.expected);
+            break;
+        case Search::kAny:
+            EXPECT_EQ(text.IndexOfAny(what, row.start), row.expected);
+            EXPECT_EQ(text.ContainsAny(what, row.start), row.expected != kNotFound);
+            break;
+        }
     }
     EXPECT_TRUE(AString("ab").Contains(AString()));
     EXPECT_FALSE(AString().Contains(AString()));
-    EXPECT_TRUE(AString("ab").ContainsAny(AString("b")));
-    EXPECT_FALSE(AString("ab").Contains(u'c'));
 }
 
 TEST_F(AStringTest, GetTokenTable) {

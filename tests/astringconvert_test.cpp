@@ -20,7 +20,8 @@ using Units = std::vector<unsigned short>;
 using Bytes = std::vector<unsigned char>;
 
 AString MakeText(const Units& units) {
-    return units.empty() ? AString() : AString(units.data(), units.size());
+    return units.empty() ? AString()
+                         : AString(units.data(), static_cast<unsigned long>(units.size()));
 }
 
 AString8 MakeBytes(const Bytes& bytes) {
