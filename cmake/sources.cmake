@@ -14,13 +14,21 @@ set(ZELK_SOURCES
   source/apath.cpp
 )
 
+# The platform layer on its own, which its tests build in as well.
 if(WIN32)
-  list(APPEND ZELK_SOURCES
+  set(ZELK_PLATFORM_SOURCES
+    source/platform/win/calls.cpp
+    source/platform/win/constants.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
 else()
-  list(APPEND ZELK_SOURCES
+  set(ZELK_PLATFORM_SOURCES
+    source/platform/posix/hostdrives.cpp
+    source/platform/posix/hostfiles.cpp
+    source/platform/posix/hosttext.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
 endif()
+list(TRANSFORM ZELK_PLATFORM_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/../)
 list(TRANSFORM ZELK_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/../)
+list(APPEND ZELK_SOURCES ${ZELK_PLATFORM_SOURCES})
