@@ -762,18 +762,15 @@ HANDLE FindFirstFileW(const unsigned short* pattern, WIN32_FIND_DATAW* data) {
             break;
         }
     }
-    host::Text directoryText;
-    host::Text namePattern;
+    std::size_t nameStart = 0;
     if (split != host::Text::npos) {
-        directoryText = text.substr(0, split + 1);
-        namePattern = text.substr(split + 1);
+        nameStart = split + 1;
     } else if (text.size() >= 2 && text[1] == u':') {
-        directoryText = text.substr(0, 2);
-        namePattern = text.substr(2);
-    } else {
-        directoryText = u".";
-        namePattern = text;
+        nameStart = 2;
     }
+    const host::Text directoryText =
+        nameStart > 0 ? text.substr(0, nameStart) : host::Text(1, u'.');
+    const host::Text namePattern = text.substr(nameStart);
     if (namePattern.empty()) {
         host::SetError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
