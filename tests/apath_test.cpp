@@ -285,6 +285,12 @@ TEST(APathRender, LongPathPrefix) {
     EXPECT_EQ(Str(drive.GetParentPath(kWin, true)).substr(0, 4), "C:\\a");
     const APath deeper = drive + C("x");
     EXPECT_EQ(Str(deeper.GetParentPath(kWin, true)), "\\\\?\\" + drive261);
+    // Characters are counted, not units: a surrogate pair in 260 characters adds no prefix.
+    std::vector<unsigned short> units(drive260.begin(), drive260.end() - 1);
+    units.insert(units.end(), {0xD83D, 0xDE00, 0});
+    const APath pair(AString(units.data()), kWin);
+    EXPECT_EQ(pair.Size(), drive.Size());
+    EXPECT_EQ(pair.GetPath(kWin, true), AString(units.data()));
     // An absolute list of neither shape gets "\\?\UNC\" in front of its whole text.
     EXPECT_EQ(Str(X("/" + std::string(300, 'r')).GetPath(kWin, true)),
               "\\\\?\\UNC\\\\" + std::string(300, 'r'));

@@ -95,7 +95,15 @@ public:
     AString GetPath(PathType type, bool longPath) const;
     AString GetParentPath(PathType type, bool longPath) const;
 
-    // All components in front of the addressed one; empty at index 0.
+    // Editing by position. An index is below Size(), or kLastComponentIndex for the last
+    // component. An iterator must come from this path's own begin()/end() or rbegin()/rend(),
+    // not from an equal path; end() and rend() address nothing (only InsertComponent takes them).
+    // A count runs forward from the addressed component, in the reverse forms too. A bad position
+    // gives false or an empty value and leaves the path as it was. Only SetParentPath changes the
+    // absolute flag.
+
+    // All components in front of the addressed one, with this path's absolute flag; empty at
+    // index 0.
     APath GetParent(unsigned long index) const;
     APath GetParent(const APathIterator& it) const;
     APath GetParent(const APathReverseIterator& it) const;
@@ -104,32 +112,39 @@ public:
     APath Subpath(unsigned long index, unsigned long count) const;
     APath Subpath(const APathIterator& it, unsigned long count) const;
     APath Subpath(const APathReverseIterator& it, unsigned long count) const;
+    // Those behind move up; deleting the last component leaves an empty path.
     bool DeleteComponent(unsigned long index);
     bool DeleteComponent(const APathIterator& it);
     bool DeleteComponent(const APathReverseIterator& it);
-    // Refuses an empty component.
+    // The addressed component takes all of component's state, drive flag included. Refuses an
+    // empty component.
     bool SetComponent(unsigned long index, const APathComponent& component);
     bool SetComponent(const APathIterator& it, const APathComponent& component);
     bool SetComponent(const APathReverseIterator& it, const APathComponent& component);
-    // Refuses an empty component, except the root of an empty absolute path (index form only).
-    // The iterator forms insert at end() or rend() too.
+    // Inserts in front of the addressed component for kInsertBefore, behind it for any other
+    // position. An empty path takes index 0 or kLastComponentIndex. Refuses an empty component,
+    // except the root of an empty absolute path (index form only). At end() the iterator form
+    // appends and at rend() it puts the component first, whatever position says.
     bool InsertComponent(unsigned long index, const APathComponent& component,
                          InsertPosition position);
     bool InsertComponent(const APathIterator& it, const APathComponent& component,
                          InsertPosition position);
     bool InsertComponent(const APathReverseIterator& it, const APathComponent& component,
                          InsertPosition position);
-    // Replaces count components from the addressed one with path's components. Given this same
-    // path, it works on a copy of it.
+    // Replaces count components (0 is refused) from the addressed one with copies of path's
+    // components; an empty path makes it a removal. On an empty path, kLastComponentIndex takes
+    // a copy of path's list. Given this same path, it works on a copy of it.
     bool Replace(unsigned long index, unsigned long count, const APath& path);
     bool Replace(const APathIterator& it, unsigned long count, const APath& path);
     bool Replace(const APathReverseIterator& it, unsigned long count, const APath& path);
-    // The components in front of the addressed one give way to path's. Given this same path, it
-    // works on a copy of it.
+    // The components in front of the addressed one give way to copies of path's. On an empty
+    // path, kLastComponentIndex takes a copy of path's list. Given this same path, it works on a
+    // copy of it.
     bool SetParent(unsigned long index, const APath& path);
     bool SetParent(const APathIterator& it, const APath& path);
     bool SetParent(const APathReverseIterator& it, const APath& path);
-    // Parses text as the new parent of the last component.
+    // Parses text as SetPath does, flags included, and puts the former last component behind it.
+    // On an empty path it is SetPath alone. A type SetPath refuses gives false and no change.
     bool SetParentPath(const AString& text, PathType type);
     // Appends all of path's components with no test (this same path appends a copy of itself),
     // or one component as InsertComponent(kLastComponentIndex, component, kInsertAfter) does: an
