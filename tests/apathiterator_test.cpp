@@ -1,0 +1,227 @@
+// Tests of the forward and reverse path iterators.
+#include <zelk/apathiterator.h>
+#include <zelk/apathreverseiterator.h>
+
+#include <zelk/aallocator.h>
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/astring.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+using vorlan::zelk::AAllocator;
+using vorlan::zelk::APath;
+using vorlan::zelk::APathComponent;
+using vorlan::zelk::APathIterator;
+using vorlan::zelk::APathReverseIterator;
+using vorlan::zelk::AString;
+
+namespace {
+
+static_assert(std::is_same_v<std::iterator_traits<APathIterator>::iterator_category,
+                             std::random_access_iterator_tag>);
+static_assert(
+    std::is_same_v<std::iterator_traits<APathReverseIterator>::reference, const APathComponent&>);
+
+APath Posix(const char* text) {
+    return APath(AString(text), APath::kPosixPath);
+}
+
+APathComponent Component(const char* text) {
+    return APathComponent(AString(text));
+}
+
+const char* const kPaths[] = {"a", "a/b", "/usr/bin", "x/y/z/w", "a/./../b/c.txt/"};
+
+TEST(APathIteratorTest, EmptyPathsHaveNothingToWalk) {
+    const APath empty;
+    EXPECT_TRUE(empty.begin() == empty.end());
+    EXPECT_TRUE(empty.rbegin() == empty.rend());
+    EXPECT_EQ(empty.end() - empty.begin(), 0);
+    // The identity of the list tells two empty paths apart.
+    const APath other;
+    EXPECT_TRUE(empty.begin() != other.begin());
+    EXPECT_TRUE(empty.rend() != other.rend());
+}
+
+TEST(APathIteratorTest, BothDirectionsAgreeOverTheTable) {
+    for (const char* text : kPaths) {
+        SCOPED_TRACE(text);
+        const APath path = Posix(text);
+        const long count = static_cast<long>(path.Size());
+        ASSERT_GT(count, 0);
+
+        std::vector<APathComponent> forward(path.begin(), path.end());
+        std::vector<APathComponent> backward(path.rbegin(), path.rend());
+        ASSERT_EQ(static_cast<long>(forward.size()), count);
+        std::reverse(backward.begin(), backward.end());
+        EXPECT_TRUE(forward == backward);
+
+        EXPECT_EQ(path.end() - path.begin(), count);
+        EXPECT_EQ(path.begin() - path.end(), -count);
+        EXPECT_EQ(path.rend() - path.rbegin(), count);
+        EXPECT_EQ(path.rbegin() - path.rend(), -count);
+        EXPECT_EQ(std::distance(path.begin(), path.end()), count);
+        EXPECT_EQ(std::distance(path.rbegin(), path.rend()), count);
+
+        for (long i = 0; i < count; ++i) {
+            const unsigned long n = static_cast<unsigned long>(i);
+            EXPECT_TRUE(path.begin()[n] == path[n]);
+            EXPECT_TRUE(*(path.begin() + i) == path[n]);
+            EXPECT_TRUE(path.rbegin()[n] == path[static_cast<unsigned long>(count - 1 - i)]);
+            EXPECT_TRUE(*(path.rend() - (i + 1)) == path[n]);
+        }
+        EXPECT_TRUE(*path.rbegin() == path[APath::kLastComponentIndex]);
+        EXPECT_TRUE(&path.rbegin()[0] == &*path.rbegin());
+        EXPECT_TRUE(path.rbegin() + 1 == path.rend() - (count - 1));
+        EXPECT_TRUE(path.begin() + count == path.end());
+        EXPECT_TRUE(path.rbegin() + count == path.rend());
+    }
+}
+
+TEST(APathIteratorTest, OrderFollowsTheWalkInBothDirections) {
+    const APath path = Posix("a/b");
+    const APathIterator first = path.begin();
+    const APathIterator second = first + 1;
+    EXPECT_TRUE(first < second && first <= second && second > first && second >= first);
+    EXPECT_FALSE(second < first || second <= first || first > second || first >= second);
+    EXPECT_TRUE(first <= path.begin() && first >= path.begin() && !(first < path.begin()));
+    const APathReverseIterator last = path.rbegin();
+    const APathReverseIterator middle = last + 1;
+    EXPECT_TRUE(last < middle && last <= middle && middle > last && middle >= last);
+    EXPECT_FALSE(middle < last || middle <= last || last > middle || last >= middle);
+    EXPECT_TRUE(last <= path.rbegin() && last >= path.rbegin() && !(last < path.rbegin()));
+    EXPECT_EQ(middle - last, 1);
+}
+
+TEST(APathIteratorTest, StepsAndNegativeCounts) {
+    const APath path = Posix("a/b/c/d");
+    APathIterator it = path.begin() + 2;
+    EXPECT_TRUE(it->Get() == AString("c"));
+    EXPECT_EQ(&++it, &it);
+    EXPECT_EQ(&--it, &it);
+    EXPECT_EQ(&(it += -1), &it);
+    EXPECT_TRUE(*it == path[1]);
+    it -= -2;
+    EXPECT_TRUE(*it == path[3]);
+    EXPECT_TRUE(it + -1 == it - 1);
+    EXPECT_TRUE(it - -1 == path.end());
+    EXPECT_TRUE(it[0] == path[3]);
+    EXPECT_TRUE(*(it - 3) == path[0]);
+
+    APathReverseIterator rit = path.rbegin();
+    EXPECT_EQ(&(rit += 2), &rit);
+    EXPECT_TRUE(*rit == path[1]);
+    rit += -1;
+    EXPECT_TRUE(*rit == path[2]);
+    rit -= -1;
+    EXPECT_TRUE(rit->Get() == AString("b"));
+    EXPECT_TRUE(rit + -1 == rit - 1);
+    EXPECT_TRUE(*--rit == path[2]);
+    EXPECT_TRUE(*++rit == path[1]);
+    EXPECT_TRUE(rit[1] == path[0]);
+    EXPECT_TRUE(rit + 2 == path.rend());
+}
+
+TEST(APathIteratorTest, PostfixStepsAndCopiesAreIndependent) {
+    const APath path = Posix("a/b/c");
+    APathIterator it = path.begin();
+    APathIterator old = it++;
+    EXPECT_TRUE(old == path.begin());
+    EXPECT_TRUE(*it == path[1]);
+    ++old;
+    ++old;
+    EXPECT_TRUE(*it == path[1]);
+    APathIterator back = it--;
+    EXPECT_TRUE(*back == path[1]);
+    EXPECT_TRUE(it == path.begin());
+
+    APathReverseIterator rit = path.rbegin();
+    APathReverseIterator rold = rit++;
+    EXPECT_TRUE(rold == path.rbegin());
+    EXPECT_TRUE(*rit == path[1]);
+    rold += 3;
+    EXPECT_TRUE(*rit == path[1]);
+    APathReverseIterator rback = rit--;
+    EXPECT_TRUE(*rback == path[1]);
+    EXPECT_TRUE(rit == path.rbegin());
+
+    APathIterator copy(it);
+    ++copy;
+    EXPECT_TRUE(it == path.begin());
+    // Assignment takes position and list: the iterator then belongs to the other path.
+    const APath other = Posix("a/b/c");
+    copy = other.begin();
+    EXPECT_TRUE(copy == other.begin() && copy != it);
+    rit = other.rbegin();
+    EXPECT_TRUE(rit == other.rbegin() && rit != path.rbegin());
+}
+
+TEST(APathIteratorTest, StandardAlgorithmsAndRangeFor) {
+    const APath path = Posix("usr/local/bin/local");
+    const APathIterator found = std::find(path.begin(), path.end(), Component("local"));
+    EXPECT_EQ(found - path.begin(), 1);
+    const APathReverseIterator rfound = std::find(path.rbegin(), path.rend(), Component("local"));
+    EXPECT_EQ(rfound - path.rbegin(), 0);
+    EXPECT_TRUE(std::find(path.begin(), path.end(), Component("x")) == path.end());
+
+    std::vector<std::string> names;
+    for (const APathComponent& component : path) {
+        const AString text = component.Get();
+        names.emplace_back(text.GrabWString(), text.GrabWString() + text.UTF16Count());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"usr", "local", "bin", "local"}));
+}
+
+#if GTEST_HAS_DEATH_TEST
+
+void* NoMemory(unsigned long long) {
+    return nullptr;
+}
+
+// From here on every allocation through the hooks gets null.
+void StarveHooks() {
+    AAllocator::RegisterMemoryProcs(NoMemory, nullptr);
+}
+
+class APathIteratorDeathTest : public ::testing::Test {
+protected:
+    void TearDown() override { AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
+    const APath fPath = Posix("a/b");
+};
+
+TEST_F(APathIteratorDeathTest, NewIteratorWithoutMemoryStopsTheProcess) {
+    const char* const forward = "Assertion failed: fpImpl != nullptr, file source/apathiterator";
+    const char* const reverse =
+        "Assertion failed: fpImpl != nullptr, file source/apathreverseiterator";
+    EXPECT_DEATH((StarveHooks(), fPath.begin()), forward);
+    EXPECT_DEATH((StarveHooks(), fPath.rend()), reverse);
+    const APathIterator it = fPath.begin();
+    EXPECT_DEATH((StarveHooks(), APathIterator(it)), forward);
+}
+
+TEST_F(APathIteratorDeathTest, NewPositionWithoutMemoryStopsBeforeMoving) {
+    APathIterator it = fPath.begin();
+    APathReverseIterator rit = fPath.rbegin();
+    EXPECT_DEATH((StarveHooks(), it++),
+                 "Assertion failed: pImpl != nullptr, file source/apathiterator");
+    EXPECT_DEATH((StarveHooks(), rit + 1),
+                 "Assertion failed: pImpl != nullptr, file source/apathreverseiterator");
+    // Prefix steps need no memory.
+    StarveHooks();
+    ++it;
+    ++rit;
+    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+    EXPECT_TRUE(it == fPath.begin() + 1);
+    EXPECT_TRUE(rit == fPath.rbegin() + 1);
+}
+
+#endif // GTEST_HAS_DEATH_TEST
+
+} // namespace
