@@ -12,6 +12,8 @@ set(ZELK_SOURCES
   source/apathreverseiterator.cpp
   source/zassert.cpp
   source/apath.cpp
+  # utilities
+  source/corepathutils.cpp
 )
 
 # The platform layer on its own, which its tests build in as well.

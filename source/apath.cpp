@@ -1,7 +1,10 @@
 // APath and its implementation object: parsing, rendering and editing of the component list.
 #include <zelk/apath.h>
 
+#include <zelk/fileutils.h>
+
 #include "apathimpl.h"
+#include "platform/platform.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -851,6 +854,129 @@ APathReverseIterator APath::rend() const {
     const APathComponent* start = list != nullptr ? list->data() : nullptr;
     return APathReverseIterator(
         NewRecord<APathReverseIteratorImpl>(APathReverseIteratorImpl{start, list}));
+}
+
+// ---------------------------------------------------------------------------------------------
+// APath: resolution against the current directory, and collapse of the alias components.
+
+namespace {
+
+// The drive number of a drive component's letter: 1 for A or a, 26 for Z or z.
+int DriveNumberOf(const APathComponent& drive) {
+    const unsigned short letter = drive.Get().GetChar(0);
+    return letter >= 97 ? letter - 96 : letter - 64;
+}
+
+// Switches the process to another drive for its scope and puts the current drive back on every
+// way out. When the current directory has no drive (a UNC directory), its text is kept instead
+// and made current again, so that the process ends where it started either way.
+class DriveSwitch {
+public:
+    DriveSwitch() : fSavedDrive(platform::_getdrive()) {
+        if (fSavedDrive == 0) {
+            std::vector<unsigned short, HookAllocator<unsigned short>> buffer(
+                APath::kMaxPathLength);
+            const auto capacity = static_cast<platform::DWORD>(buffer.size());
+            const platform::DWORD length = platform::GetCurrentDirectoryW(capacity, buffer.data());
+            if (length > 0 && length < capacity) {
+                fSavedDirectory = AString(buffer.data(), length);
+            }
+        }
+    }
+    ~DriveSwitch() {
+        if (!fSwitched) {
+            return;
+        }
+        platform::LastErrorSaver keep;
+        if (fSavedDrive != 0) {
+            platform::_chdrive(fSavedDrive);
+        } else {
+            platform::SetCurrentDirectoryW(fSavedDirectory.GrabWString());
+        }
+    }
+    DriveSwitch(const DriveSwitch&) = delete;
+    DriveSwitch& operator=(const DriveSwitch&) = delete;
+
+    // False when there is nothing to come back to, or the drive can't be made current; the
+    // process is then where it was.
+    bool SwitchTo(int drive) {
+        if (fSavedDrive == 0 && fSavedDirectory.IsEmpty()) {
+            return false;
+        }
+        fSwitched = platform::_chdrive(drive) != -1;
+        return fSwitched;
+    }
+
+private:
+    int fSavedDrive;
+    AString fSavedDirectory;
+    bool fSwitched = false;
+};
+
+} // namespace
+
+bool APath::MakeAbsolute(const APath* base, bool resolve) {
+    if (!IsValid() || fpImpl->fIsAbsolute) {
+        return false;
+    }
+    if (base != nullptr) {
+        if (!base->IsValid() || !base->IsAbsolute()) {
+            return false;
+        }
+        SetParent(0, *base);
+    } else if (GetComponent(0).IsWinDrive()) {
+        // Drive-relative: against the directory that drive has as its own current one.
+        platform::ErrorModeGuard guard;
+        DriveSwitch drive;
+        if (!drive.SwitchTo(DriveNumberOf(GetComponent(0)))) {
+            return false;
+        }
+        const APath directory = CorePathUtils::GetCurrentDir();
+        if (Size() > 1) {
+            SetParent(1, directory);
+        }
+    } else {
+        const APath directory = CorePathUtils::GetCurrentDir();
+        if (!directory.IsEmpty()) {
+            SetParent(0, directory);
+        }
+    }
+    if (resolve) {
+        ResolveAliases();
+    }
+    fpImpl->fIsAbsolute = true;
+    return true;
+}
+
+bool APath::ResolveAliases() {
+    if (fpImpl == nullptr) {
+        return false;
+    }
+    ComponentList& list = fpImpl->fComponents;
+    const AString current = APathComponent::CurrentDirAlias();
+    const AString parent = APathComponent::ParentDirAlias();
+    bool removed = false;
+    const auto dots = std::remove_if(list.begin(), list.end(),
+                                     [&](const APathComponent& c) { return c.Get() == current; });
+    if (dots != list.end()) {
+        list.erase(dots, list.end());
+        removed = true;
+    }
+    // Each ".." goes with whatever stands in front of it; one at the start goes alone.
+    std::size_t position = 0;
+    while (position < list.size()) {
+        if (!(list[position].Get() == parent)) {
+            ++position;
+            continue;
+        }
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(position));
+        removed = true;
+        if (position > 0) {
+            --position;
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(position));
+        }
+    }
+    return removed;
 }
 
 } // namespace zelk

@@ -9,5 +9,6 @@
 #include <zelk/apathreverseiterator.h>
 #include <zelk/astring.h>
 #include <zelk/astring8.h>
+#include <zelk/fileutils.h>
 
 #endif // ZELK_ZELK_H

@@ -1,0 +1,60 @@
+// CoreFileUtils, CorePathUtils and WinFileUtils: the static file and path operations.
+#ifndef ZELK_FILEUTILS_H
+#define ZELK_FILEUTILS_H
+
+#include <zelk/apath.h>
+#include <zelk/export.h>
+
+namespace vorlan {
+namespace zelk {
+
+// Operations on entries through AFile. No fields and no state between calls; assigning one
+// object to another does nothing.
+class ZELK_API CoreFileUtils {
+public:
+    CoreFileUtils() = default;
+    CoreFileUtils(const CoreFileUtils&) = default;
+    CoreFileUtils& operator=(const CoreFileUtils&) = default;
+    CoreFileUtils& operator=(CoreFileUtils&&) = default;
+};
+
+// Operations on paths that touch no entry: the process's current directory, and tests of a
+// path's shape. No fields and no state between calls; assigning one object to another does
+// nothing.
+class ZELK_API CorePathUtils {
+public:
+    CorePathUtils() = default;
+    CorePathUtils(const CorePathUtils&) = default;
+    CorePathUtils& operator=(const CorePathUtils&) = default;
+    CorePathUtils& operator=(CorePathUtils&&) = default;
+
+    // The process's current directory, parsed in Windows notation; empty when the platform
+    // gives none.
+    static APath GetCurrentDir();
+    // Makes the valid path the process's current directory, rendered in Windows notation
+    // without long-path prefix; false for an invalid (or empty) path, with no change, or when
+    // the platform refuses.
+    static bool SetCurrentDir(const APath& path);
+    // Valid, and the first component is no drive: true of UNC and of relative paths as well. An
+    // absolute POSIX path is not valid and so fails this and the two tests below.
+    static bool IsPosixPath(const APath& path);
+    // Valid, absolute, at least two components, and the first is no drive.
+    static bool IsUNCPath(const APath& path);
+    // Valid, and the first component is a drive, absolute or drive-relative.
+    static bool IsWinLocalPath(const APath& path);
+};
+
+// The Windows side of the utilities. No fields and no state between calls; assigning one object
+// to another does nothing.
+class ZELK_API WinFileUtils {
+public:
+    WinFileUtils() = default;
+    WinFileUtils(const WinFileUtils&) = default;
+    WinFileUtils& operator=(const WinFileUtils&) = default;
+    WinFileUtils& operator=(WinFileUtils&&) = default;
+};
+
+} // namespace zelk
+} // namespace vorlan
+
+#endif // ZELK_FILEUTILS_H

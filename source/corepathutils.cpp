@@ -1,0 +1,63 @@
+// CorePathUtils: the process's current directory and the tests of a path's shape.
+#include <zelk/fileutils.h>
+
+#include <zelk/apathcomponent.h>
+#include <zelk/astring.h>
+
+#include "objectalloc.h"
+#include "platform/platform.h"
+
+#include <vector>
+
+namespace vorlan {
+namespace zelk {
+
+namespace {
+
+bool StartsWithDrive(const APath& path) {
+    return path.GetComponent(0).IsWinDrive();
+}
+
+} // namespace
+
+APath CorePathUtils::GetCurrentDir() {
+    APath result;
+    std::vector<unsigned short, HookAllocator<unsigned short>> buffer(APath::kMaxPathLength);
+    const auto capacity = static_cast<platform::DWORD>(buffer.size());
+    platform::DWORD length = 0;
+    {
+        platform::ErrorModeGuard guard;
+        length = platform::GetCurrentDirectoryW(capacity, buffer.data());
+    }
+    // A result of the buffer's size or more is the size it would have needed: nothing was
+    // written, and that counts as no answer.
+    if (length == 0 || length >= capacity) {
+        return result;
+    }
+    result.SetPath(AString(buffer.data(), length), APath::kWinPath);
+    return result;
+}
+
+bool CorePathUtils::SetCurrentDir(const APath& path) {
+    if (!path.IsValid()) {
+        return false;
+    }
+    const AString text = path.GetPath(APath::kWinPath, false);
+    platform::ErrorModeGuard guard;
+    return platform::SetCurrentDirectoryW(text.GrabWString()) != 0;
+}
+
+bool CorePathUtils::IsPosixPath(const APath& path) {
+    return path.IsValid() && !StartsWithDrive(path);
+}
+
+bool CorePathUtils::IsUNCPath(const APath& path) {
+    return path.IsValid() && path.IsAbsolute() && path.Size() >= 2 && !StartsWithDrive(path);
+}
+
+bool CorePathUtils::IsWinLocalPath(const APath& path) {
+    return path.IsValid() && StartsWithDrive(path);
+}
+
+} // namespace zelk
+} // namespace vorlan

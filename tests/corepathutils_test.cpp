@@ -1,0 +1,262 @@
+// Tests of path resolution against the current directory, alias collapse and the shape tests.
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/astring.h>
+#include <zelk/fileutils.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <zelk/posixhost.h>
+#endif
+
+using vorlan::zelk::APath;
+using vorlan::zelk::AString;
+using vorlan::zelk::CorePathUtils;
+
+namespace {
+
+std::string Narrow(const AString& text) {
+    std::string out;
+    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
+        const unsigned short unit = text.GrabWString()[i];
+        out += unit < 0x80 ? static_cast<char>(unit) : '?';
+    }
+    return out;
+}
+
+APath Win(const char* text) {
+    return APath(AString(text), APath::kWinPath);
+}
+
+std::string Render(const APath& path) {
+    return Narrow(path.GetPath(APath::kWinPath, false));
+}
+
+// The components' texts joined by "|", so that an empty root or a lost drive shows.
+std::string Components(const APath& path) {
+    std::string out;
+    for (unsigned long i = 0; i < path.Size(); ++i) {
+        out += (i > 0 ? "|" : "") + Narrow(path.GetComponent(i).Get());
+    }
+    return out;
+}
+
+// A drive letter that can't be made current, or 0. Leaves the current directory as it was.
+char MissingDrive() {
+    const APath saved = CorePathUtils::GetCurrentDir();
+    for (char letter = 'Z'; letter >= 'A'; --letter) {
+        if (!CorePathUtils::SetCurrentDir(Win((std::string(1, letter) + ":\\").c_str()))) {
+            return letter;
+        }
+        CorePathUtils::SetCurrentDir(saved);
+    }
+    return 0;
+}
+
+// Keeps the process's current directory and puts it back.
+class CorePathUtilsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fSaved = CorePathUtils::GetCurrentDir();
+        ASSERT_TRUE(CorePathUtils::IsWinLocalPath(fSaved)) << Render(fSaved);
+        ASSERT_GE(fSaved.Size(), 2u) << "the tests need a directory below a drive's root";
+    }
+    void TearDown() override { CorePathUtils::SetCurrentDir(fSaved); }
+
+    // The current drive's letter, as the platform reports it.
+    char CurrentLetter() const { return Narrow(fSaved.GetComponent(0).Get())[0]; }
+
+    APath fSaved;
+};
+
+struct ShapeRow {
+    const char* text;
+    APath::PathType type;
+    bool posix;
+    bool unc;
+    bool winLocal;
+};
+
+TEST(CorePathUtilsShape, ThreeTestsSortPathsByShape) {
+    const ShapeRow rows[] = {
+        {"C:\\dir\\file", APath::kWinPath, false, false, true},
+        {"C:", APath::kWinPath, false, false, true},
+        {"C:dir", APath::kWinPath, false, false, true},
+        {"\\\\server\\share\\dir", APath::kWinPath, true, true, false},
+        {"\\\\server\\share", APath::kWinPath, true, true, false},
+        {"dir\\file", APath::kWinPath, true, false, false},
+        {"usr/bin", APath::kPosixPath, true, false, false},
+        {"/usr/bin", APath::kPosixPath, false, false, false},
+        {"", APath::kWinPath, false, false, false},
+        {"dir\\C:", APath::kWinPath, false, false, false}, // a drive behind the start: invalid
+    };
+    for (const ShapeRow& row : rows) {
+        SCOPED_TRACE(row.text);
+        const APath path(AString(row.text), row.type);
+        EXPECT_EQ(CorePathUtils::IsPosixPath(path), row.posix);
+        EXPECT_EQ(CorePathUtils::IsUNCPath(path), row.unc);
+        EXPECT_EQ(CorePathUtils::IsWinLocalPath(path), row.winLocal);
+    }
+}
+
+struct ResolveRow {
+    const char* text;
+    bool removed;
+    const char* components;
+};
+
+TEST(CorePathUtilsResolve, AliasesCollapseLeftToRight) {
+    const ResolveRow rows[] = {
+        // . and ..
+        {"a\\.\\b", true, "a|b"},
+        {"a\\..\\b", true, "b"},
+        {"..\\a", true, "a"},
+        {"a\\..\\..\\b", true, "b"},
+        {"a\\..", true, ""},
+        {".", true, ""},
+        {"a\\b\\.\\..\\c", true, "a|c"},
+        // nothing protects the start of the path
+        {"C:\\..", true, ""},
+        {"C:\\a\\..\\..\\b", true, "b"},
+        {"\\\\server\\share\\..\\x", true, "server|x"},
+        // look-alikes and no aliases
+        {"...\\.a\\a.", false, "...|.a|a."},
+        {"C:\\a\\b", false, "C:|a|b"},
+        {"", false, ""},
+    };
+    for (const ResolveRow& row : rows) {
+        SCOPED_TRACE(row.text);
+        APath path = Win(row.text);
+        const bool absolute = path.IsAbsolute();
+        EXPECT_EQ(path.ResolveAliases(), row.removed);
+        EXPECT_EQ(Components(path), row.components);
+        EXPECT_EQ(path.IsAbsolute(), absolute);
+    }
+}
+
+TEST(CorePathUtilsResolve, MakeAbsoluteRefusesWhatItCannotUse) {
+    // Already absolute, with and without a base.
+    APath absolute = Win("C:\\x\\y");
+    const APath base = Win("D:\\base");
+    EXPECT_FALSE(absolute.MakeAbsolute(nullptr, true));
+    EXPECT_FALSE(absolute.MakeAbsolute(&base, true));
+    EXPECT_EQ(Render(absolute), "C:\\x\\y");
+    // Empty, so not valid.
+    APath empty;
+    EXPECT_FALSE(empty.MakeAbsolute(nullptr, false));
+    EXPECT_TRUE(empty.IsEmpty());
+    // A relative or invalid base changes nothing and never falls back on the current directory.
+    APath relative = Win("a\\b");
+    const APath relativeBase = Win("x\\y");
+    const APath invalidBase = Win("C:\\a\\D:");
+    EXPECT_FALSE(relative.MakeAbsolute(&relativeBase, false));
+    EXPECT_FALSE(relative.MakeAbsolute(&invalidBase, false));
+    EXPECT_EQ(Render(relative), "a\\b");
+    EXPECT_FALSE(relative.IsAbsolute());
+    // Against a base.
+    EXPECT_TRUE(relative.MakeAbsolute(&base, false));
+    EXPECT_EQ(Render(relative), "D:\\base\\a\\b");
+    EXPECT_TRUE(relative.IsAbsolute());
+}
+
+TEST_F(CorePathUtilsTest, RelativePathsTakeTheCurrentDirectory) {
+    APath path = Win("a\\b");
+    ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(Render(path), Render(fSaved) + "\\a\\b");
+
+    // The resolve runs after the current directory's components were added, so .. reaches them.
+    APath up = Win("..\\b");
+    ASSERT_TRUE(up.MakeAbsolute(nullptr, true));
+    APath expected = fSaved.Subpath(0, fSaved.Size() - 1);
+    expected.Append(APath(AString("b"), APath::kWinPath));
+    EXPECT_EQ(Render(up), Render(expected));
+    // Without resolve the aliases stay.
+    APath kept = Win("..\\b");
+    ASSERT_TRUE(kept.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(Render(kept), Render(fSaved) + "\\..\\b");
+}
+
+TEST_F(CorePathUtilsTest, DriveRelativePathsOnTheCurrentDrive) {
+    const char letter = CurrentLetter();
+    for (const char used : {letter, static_cast<char>(letter - 'A' + 'a')}) {
+        const std::string text = std::string(1, used) + ":a\\b";
+        SCOPED_TRACE(text);
+        APath path = Win(text.c_str());
+        ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
+        EXPECT_TRUE(path.IsAbsolute());
+        // Both letter cases choose the same drive; the drive component comes from the directory.
+        EXPECT_EQ(Render(path), Render(fSaved) + "\\a\\b");
+        EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+    }
+    // The drive alone (absolute as parsed, so made relative first) does not change, but it is
+    // absolute now.
+    APath drive = Win((std::string(1, letter) + ":").c_str());
+    drive.SetRelative();
+    ASSERT_TRUE(drive.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(drive.Size(), 1u);
+    EXPECT_TRUE(drive.IsAbsolute());
+    // An absolute drive path made relative takes the same way.
+    APath madeRelative = Win((std::string(1, letter) + ":\\x").c_str());
+    madeRelative.SetRelative();
+    ASSERT_TRUE(madeRelative.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(Render(madeRelative), Render(fSaved) + "\\x");
+}
+
+TEST_F(CorePathUtilsTest, DriveRelativePathOnAMissingDriveFails) {
+    const char missing = MissingDrive();
+    ASSERT_NE(missing, 0);
+    APath path = Win((std::string(1, missing) + ":a").c_str());
+    EXPECT_FALSE(path.MakeAbsolute(nullptr, true));
+    EXPECT_FALSE(path.IsAbsolute());
+    EXPECT_EQ(Components(path), std::string(1, missing) + ":|a");
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+}
+
+TEST_F(CorePathUtilsTest, SetCurrentDirRefusesInvalidPaths) {
+    EXPECT_FALSE(CorePathUtils::SetCurrentDir(APath()));
+    EXPECT_FALSE(CorePathUtils::SetCurrentDir(Win("C:\\a\\D:")));
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+
+    const APath parent = fSaved.Subpath(0, fSaved.Size() - 1);
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(parent));
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(parent));
+    // A relative path is taken against the current directory by the platform.
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved.Subpath(fSaved.Size() - 1, 1)));
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+}
+
+#if !defined(_WIN32)
+// Another drive with a current directory of its own, and a current directory with no drive at
+// all, are set up through the stand-in's drive table; on Windows they would need volumes and
+// shares that a test can't make.
+TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory) {
+    const std::string host =
+        "/" + Narrow(fSaved.Subpath(1, fSaved.Size() - 1).GetPath(APath::kPosixPath, false));
+    ASSERT_EQ(CurrentLetter(), 'Z');
+    ASSERT_TRUE(vorlan::zelk::posixhost::MapDrive('K', host.c_str(), "\\\\srv\\share"));
+
+    // K:'s own directory is its root until it was current somewhere else.
+    APath path = Win("k:a");
+    ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(Render(path), "K:\\a");
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+
+    // With the current directory on the share, it has no drive; it is the same afterwards.
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(Win("\\\\srv\\share")));
+    const std::string onShare = Render(CorePathUtils::GetCurrentDir());
+    ASSERT_EQ(onShare.substr(0, 2), "\\\\");
+    APath fromShare = Win("Z:x");
+    ASSERT_TRUE(fromShare.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(Render(fromShare), Render(fSaved) + "\\x");
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), onShare);
+
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved));
+    ASSERT_TRUE(vorlan::zelk::posixhost::UnmapDrive('K'));
+}
+#endif
+
+} // namespace
