@@ -35,8 +35,11 @@ if(NOT EXISTS ${results}/ctest.xml)
 endif()
 
 file(READ ${results}/ctest.xml junit)
-# One list item per test case: split the report before each <testcase.
+# One list item per test case: split the report before each <testcase. Semicolons and square
+# brackets (which would group list items) in the reports become harmless characters first.
 string(REPLACE ";" "," junit "${junit}")
+string(REPLACE "[" "(" junit "${junit}")
+string(REPLACE "]" ")" junit "${junit}")
 string(REPLACE "<testcase " ";<testcase " cases "${junit}")
 list(REMOVE_AT cases 0)
 
@@ -76,6 +79,9 @@ foreach(case IN LISTS cases)
 
   if(EXISTS ${results}/${name}.xml)
     file(READ ${results}/${name}.xml gtest)
+    string(REPLACE ";" "," gtest "${gtest}")
+    string(REPLACE "[" "(" gtest "${gtest}")
+    string(REPLACE "]" ")" gtest "${gtest}")
     if(gtest MATCHES "<testsuites [^>]*>")
       set(head "${CMAKE_MATCH_0}")
       attribute("${head}" tests total)
