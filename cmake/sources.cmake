@@ -14,6 +14,11 @@ set(ZELK_SOURCES
   source/apath.cpp
   # utilities
   source/corepathutils.cpp
+  source/corefileutils.cpp
+  # files
+  source/afile.cpp
+  source/afileimpl.cpp
+  source/platform/afileimplw.cpp
 )
 
 # The platform layer on its own, which its tests build in as well.

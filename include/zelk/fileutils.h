@@ -8,6 +8,8 @@
 namespace vorlan {
 namespace zelk {
 
+class AFile;
+
 // Operations on entries through AFile. No fields and no state between calls; assigning one
 // object to another does nothing.
 class ZELK_API CoreFileUtils {
@@ -16,6 +18,15 @@ public:
     CoreFileUtils(const CoreFileUtils&) = default;
     CoreFileUtils& operator=(const CoreFileUtils&) = default;
     CoreFileUtils& operator=(CoreFileUtils&&) = default;
+
+    // Puts into target the entry that source leads to: the target of a shell link (an entry
+    // whose name has the extension "lnk"), or source itself for any other entry. Returns 0 on
+    // success, 1 when the link could not be read, 2 when source is missing or the link leads
+    // nowhere. isDirectory (the entry in target is a directory) and wasAlias (source was a link)
+    // may be null and are written only on success; on failure target is left as it was. Source
+    // and target may be one object. noUI keeps the platform from asking the user anything.
+    static unsigned long ResolveAlias(const AFile& source, AFile& target, bool* isDirectory,
+                                      bool* wasAlias, bool noUI);
 };
 
 // Operations on paths that touch no entry: the process's current directory, and tests of a

@@ -3,6 +3,7 @@
 #define ZELK_ZELK_H
 
 #include <zelk/aallocator.h>
+#include <zelk/afile.h>
 #include <zelk/apath.h>
 #include <zelk/apathcomponent.h>
 #include <zelk/apathiterator.h>

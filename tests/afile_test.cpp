@@ -1,0 +1,432 @@
+// Tests of the AFile facade: its three states, copying and moving, the naming operations and the
+// PathChanged calls they make.
+#include <zelk/afile.h>
+
+#include <zelk/aallocator.h>
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/astring.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+using vorlan::zelk::AAllocator;
+using vorlan::zelk::AFile;
+using vorlan::zelk::APath;
+using vorlan::zelk::APathComponent;
+using vorlan::zelk::AString;
+
+namespace {
+
+// Records every text PathChanged is given.
+class RecordingFile : public AFile {
+public:
+    using AFile::AFile;
+    RecordingFile() = default;
+
+    // Assignment of the base part alone, so that the record stays.
+    void Assign(const AFile& other) { AFile::operator=(other); }
+
+    std::vector<std::string> fChanges;
+
+protected:
+    void PathChanged(const AString& nativePath) override {
+        std::string text;
+        for (unsigned long i = 0; i < nativePath.UTF16Count(); ++i) {
+            text += static_cast<char>(nativePath.GrabWString()[i]);
+        }
+        fChanges.push_back(text);
+    }
+};
+
+std::string Narrow(const AString& text) {
+    std::string out;
+    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
+        out += static_cast<char>(text.GrabWString()[i]);
+    }
+    return out;
+}
+
+APath WinPath(const char* text) {
+    return APath(AString(text), APath::kWinPath);
+}
+
+using Changes = std::vector<std::string>;
+
+// Counts the blocks taken through the hooks, to tell whether an implementation object was made.
+int gAllocations = 0;
+bool gRefuse = false;
+
+void* CountingAlloc(unsigned long long size) {
+    ++gAllocations;
+    return gRefuse ? nullptr : std::malloc(static_cast<std::size_t>(size));
+}
+
+void CountingFree(void* pointer) {
+    std::free(pointer);
+}
+
+class HookedTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gAllocations = 0;
+        gRefuse = false;
+        AAllocator::RegisterMemoryProcs(CountingAlloc, CountingFree);
+    }
+    void TearDown() override {
+        gRefuse = false;
+        AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+    }
+};
+
+// ---- The three states ---------------------------------------------------------------------
+
+TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
+    const AFile none;
+    const AFile fromText{AString()};
+    const AFile fromPath{APath()};
+    AFile removed(AString("x"));
+    ASSERT_TRUE(removed.RemoveName());
+    const AFile* all[] = {&none, &fromText, &fromPath, &removed};
+    for (const AFile* left : all) {
+        for (const AFile* right : all) {
+            EXPECT_TRUE(*left == *right);
+            EXPECT_FALSE(*left != *right);
+        }
+        EXPECT_FALSE(left->HasPath());
+        EXPECT_FALSE(left->HasParentPath());
+        EXPECT_FALSE(left->HasValidPath());
+        EXPECT_TRUE(left->GetPath(true).IsEmpty());
+        EXPECT_TRUE(left->GetPath(false).IsEmpty());
+        EXPECT_TRUE(left->GetPath().IsEmpty());
+        EXPECT_TRUE(left->GetParentPath().IsEmpty());
+        EXPECT_TRUE(left->GetParentPath(true).IsEmpty());
+        EXPECT_TRUE(left->GetName().IsEmpty());
+        EXPECT_TRUE(left->GetNameStr().IsEmpty());
+        EXPECT_FALSE(left->Exists());
+        EXPECT_TRUE(left->IsEmpty());
+        EXPECT_EQ(left->GetSize(), 0u);
+    }
+    EXPECT_FALSE(none == AFile(AString("C:\\x")));
+}
+
+TEST(AFileStates, CreationOpsWithoutObjectReportBadPath) {
+    AFile none;
+    unsigned long code = 7;
+    EXPECT_FALSE(none.MakeFile(true, &code));
+    EXPECT_EQ(code, 161u);
+    code = 7;
+    EXPECT_FALSE(none.MakeDirectory(false, &code));
+    EXPECT_EQ(code, 161u);
+    EXPECT_FALSE(none.MakeFile(true, nullptr));
+    // With an object but an empty path the answer is the same.
+    AFile emptyPath;
+    emptyPath.DeleteOnDestroy(true);
+    code = 7;
+    EXPECT_FALSE(emptyPath.MakeDirectory(true, &code));
+    EXPECT_EQ(code, 161u);
+}
+
+TEST(AFileStates, StructuresLeftAloneWithoutObjectClearedWithOne) {
+    AFile::TimeAttributes times{1, 2, 3};
+    EXPECT_FALSE(AFile().GetAttributes(times));
+    EXPECT_EQ(times.fCreationTime, 1u);
+    EXPECT_EQ(times.fAccessTime, 3u);
+
+    AFile emptyPath;
+    emptyPath.DeleteOnDestroy(true);
+    EXPECT_FALSE(emptyPath.GetAttributes(times));
+    EXPECT_EQ(times.fCreationTime, 0u);
+    EXPECT_EQ(times.fModificationTime, 0u);
+    EXPECT_EQ(times.fAccessTime, 0u);
+
+    AFile::BoolAttributes flags;
+    flags.fIsFile = flags.fIsHidden = flags.fIsWritable = true;
+    EXPECT_FALSE(AFile().GetAttributes(flags, true, true));
+    EXPECT_TRUE(flags.fIsFile && flags.fIsHidden && flags.fIsWritable);
+    EXPECT_FALSE(emptyPath.GetAttributes(flags, true, true));
+    EXPECT_FALSE(flags.fIsFile || flags.fIsHidden || flags.fIsWritable);
+
+    long value = 42;
+    EXPECT_FALSE(AFile(AString("C:\\x")).GetAttribute(AFile::kFileType, value));
+    EXPECT_EQ(value, 42);
+    AFile::OSTypeAttributes types{5, 6};
+    EXPECT_FALSE(AFile(AString("C:\\x")).GetAttributes(types));
+    EXPECT_EQ(types.fFileType, 5);
+}
+
+TEST_F(HookedTest, NothingToStoreAllocatesNothing) {
+    const int baseline = gAllocations;
+    {
+        AFile none;
+        AFile copy(none);
+        AFile moved(std::move(copy));
+        none = moved;
+        none.DeleteOnDestroy(false);
+        EXPECT_TRUE(none.RemoveName());
+        EXPECT_FALSE(none.HasPath());
+    }
+    EXPECT_EQ(gAllocations, baseline);
+}
+
+TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
+    const APathComponent name(AString("x.txt"));
+    const APath path = WinPath("C:\\dir\\x.txt");
+    RecordingFile source(path);
+    source.DeleteOnDestroy(true);
+    RecordingFile file;
+    gRefuse = true;
+    EXPECT_FALSE(file.AppendName(name));
+    EXPECT_FALSE(file.SetName(name));
+    file.SetPath(path);
+    file.SetParentPath(path);
+    file.DeleteOnDestroy(true);
+    file.Assign(source);
+    AFile copy(source);
+    gRefuse = false;
+    EXPECT_FALSE(file.HasPath());
+    EXPECT_FALSE(copy.HasPath());
+    EXPECT_TRUE(file.fChanges.empty());
+    EXPECT_TRUE(file == AFile());
+    source.DeleteOnDestroy(false);
+}
+
+// ---- Copying, assigning, moving -------------------------------------------------------------
+
+TEST(AFileCopy, CopyCarriesPathAndIsIndependent) {
+    RecordingFile source(AString("C:\\dir\\x.txt"));
+    AFile copy(source);
+    EXPECT_TRUE(copy == source);
+    ASSERT_TRUE(source.SetName(AString("y.txt")));
+    EXPECT_EQ(Narrow(copy.GetPath(true)), "C:\\dir\\x.txt");
+    EXPECT_EQ(Narrow(source.GetPath(true)), "C:\\dir\\y.txt");
+    EXPECT_EQ(source.fChanges, Changes{"C:\\dir\\y.txt"});
+}
+
+// Each row: the target's and the source's state before `target = source`, and the PathChanged
+// texts the target reports.
+struct AssignRow {
+    const char* name;
+    const char* target; // null: no object; "": object with an empty path
+    const char* source; // likewise
+    Changes changes;
+    const char* after; // target's rendered text afterwards
+};
+
+void Prepare(AFile& file, const char* state) {
+    if (state == nullptr) {
+        return;
+    }
+    if (*state == 0) {
+        file.DeleteOnDestroy(true);
+        file.DeleteOnDestroy(false);
+        return;
+    }
+    file.SetPath(AString(state));
+}
+
+TEST(AFileCopy, AssignmentCallsTheHookAsTold) {
+    const AssignRow rows[] = {
+        {"none to none", nullptr, nullptr, {}, ""},
+        {"none to path", "C:\\a", nullptr, {"", ""}, ""},
+        {"none to empty object", "", nullptr, {}, ""},
+        {"path to none", nullptr, "C:\\b", {"C:\\b"}, "C:\\b"},
+        {"empty object to none", nullptr, "", {}, ""},
+        {"path to path", "C:\\a", "C:\\b", {"C:\\b"}, "C:\\b"},
+        {"empty object to path", "C:\\a", "", {""}, ""},
+        {"path to empty object", "", "C:\\b", {"C:\\b"}, "C:\\b"},
+        {"same text", "C:\\a", "C:\\a", {"C:\\a"}, "C:\\a"},
+    };
+    for (const AssignRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        RecordingFile target;
+        Prepare(target, row.target);
+        AFile source;
+        Prepare(source, row.source);
+        target.fChanges.clear();
+        target.Assign(source);
+        EXPECT_EQ(target.fChanges, row.changes);
+        EXPECT_EQ(Narrow(target.GetPath(true)), row.after);
+        EXPECT_TRUE(target == source);
+    }
+}
+
+TEST(AFileCopy, SelfAssignmentDoesNothing) {
+    RecordingFile file(AString("C:\\a"));
+    file.Assign(file);
+    EXPECT_TRUE(file.fChanges.empty());
+    EXPECT_EQ(Narrow(file.GetPath(true)), "C:\\a");
+}
+
+TEST(AFileCopy, MovesCallNoHookAndSwap) {
+    RecordingFile first(AString("C:\\a"));
+    RecordingFile second(AString("C:\\b"));
+    static_cast<AFile&>(first) = std::move(static_cast<AFile&>(second));
+    EXPECT_EQ(Narrow(first.GetPath(true)), "C:\\b");
+    EXPECT_EQ(Narrow(second.GetPath(true)), "C:\\a");
+    AFile taken(std::move(static_cast<AFile&>(first)));
+    EXPECT_EQ(Narrow(taken.GetPath(true)), "C:\\b");
+    EXPECT_TRUE(first.fChanges.empty());
+    EXPECT_TRUE(second.fChanges.empty());
+    // The moved-from source can be assigned again.
+    static_cast<AFile&>(first) = std::move(taken);
+    EXPECT_EQ(Narrow(first.GetPath(true)), "C:\\b");
+    EXPECT_FALSE(taken.HasPath());
+}
+
+// ---- Naming operations ----------------------------------------------------------------------
+
+TEST(AFileNaming, AppendNameAndItsLengthLimit) {
+    RecordingFile file;
+    EXPECT_TRUE(file.AppendName(APathComponent()));
+    EXPECT_TRUE(file.fChanges.empty());
+
+    const std::string tooLong(256, 'n');
+    EXPECT_FALSE(file.AppendName(AString(tooLong.c_str())));
+    EXPECT_FALSE(file.HasPath());
+    EXPECT_TRUE(file.fChanges.empty());
+    // The object made for the attempt stays behind with an empty path, so SetName with an empty
+    // component now reports that empty path.
+    EXPECT_TRUE(file.SetName(APathComponent()));
+    EXPECT_EQ(file.fChanges, Changes{""});
+
+    file.SetPath(AString("C:\\d"));
+    file.fChanges.clear();
+    const std::string longest(255, 'n');
+    EXPECT_TRUE(file.AppendName(AString(longest.c_str())));
+    EXPECT_EQ(file.fChanges, Changes{"C:\\d\\" + longest});
+    EXPECT_FALSE(file.SetName(AString(tooLong.c_str())));
+    EXPECT_EQ(file.fChanges.size(), 1u);
+}
+
+TEST(AFileNaming, LengthCountsUnitsNotCharacters) {
+    // 128 surrogate pairs: 128 characters but 256 units.
+    std::vector<unsigned short> units;
+    for (int i = 0; i < 128; ++i) {
+        units.push_back(0xD83D);
+        units.push_back(0xDE00);
+    }
+    const AString pairs(units.data(), static_cast<unsigned long>(units.size()));
+    AFile file(AString("C:\\dir"));
+    EXPECT_FALSE(file.AppendName(pairs));
+    EXPECT_EQ(Narrow(file.GetPath(true)), "C:\\dir");
+}
+
+TEST(AFileNaming, SetNameRemoveNameAndTheHook) {
+    RecordingFile file;
+    EXPECT_TRUE(file.SetName(AString("x.txt")));
+    EXPECT_EQ(file.fChanges, Changes{"x.txt"});
+    file.SetPath(AString("C:/dir/x.txt"));
+    EXPECT_EQ(file.fChanges.back(), "C:\\dir\\x.txt");
+    EXPECT_TRUE(file.SetName(AString("y.doc")));
+    EXPECT_EQ(file.fChanges.back(), "C:\\dir\\y.doc");
+    EXPECT_EQ(Narrow(file.GetNameStr()), "y.doc");
+    EXPECT_EQ(Narrow(file.GetName().GetExtension()), "doc");
+    EXPECT_TRUE(file.RemoveName());
+    EXPECT_EQ(file.fChanges.back(), "C:\\dir");
+    EXPECT_TRUE(file.RemoveName());
+    EXPECT_TRUE(file.RemoveName());
+    EXPECT_FALSE(file.HasPath());
+    ASSERT_EQ(file.fChanges.size(), 6u);
+    EXPECT_EQ(file.fChanges.back(), "");
+    // The path is empty now: RemoveName has nothing to do and tells nobody.
+    EXPECT_TRUE(file.RemoveName());
+    EXPECT_EQ(file.fChanges.size(), 6u);
+}
+
+TEST(AFileNaming, SetPathFormsAlwaysCallTheHook) {
+    RecordingFile file;
+    file.SetPath(APath());
+    file.SetPath(AString());
+    EXPECT_TRUE(file.fChanges.empty());
+    file.SetPath(WinPath("C:\\a\\b"));
+    file.SetPath(APath());
+    file.SetPath(AString());
+    EXPECT_EQ(file.fChanges, (Changes{"C:\\a\\b", "", ""}));
+
+    file.SetPath(AString("C:\\old"));
+    APath replacement = WinPath("D:\\new");
+    file.SetPath(std::move(replacement));
+    EXPECT_EQ(file.fChanges.back(), "D:\\new");
+    EXPECT_EQ(Narrow(replacement.GetPath(APath::kWinPath, false)), "C:\\old");
+}
+
+TEST(AFileNaming, SetParentPath) {
+    RecordingFile file(AString("C:\\dir\\x.txt"));
+    file.SetParentPath(AString("D:\\other\\place"));
+    EXPECT_EQ(file.fChanges, Changes{"D:\\other\\place\\x.txt"});
+    file.SetParentPath(WinPath("E:\\e"));
+    EXPECT_EQ(file.fChanges.back(), "E:\\e\\x.txt");
+    EXPECT_EQ(Narrow(file.GetParentPath(false)), "E:\\e");
+    EXPECT_TRUE(file.GetParentPath() == WinPath("E:\\e"));
+
+    // On an empty path the argument becomes the whole path.
+    RecordingFile empty;
+    empty.SetParentPath(AString("C:\\p"));
+    EXPECT_EQ(empty.fChanges, Changes{"C:\\p"});
+    RecordingFile emptyToo;
+    emptyToo.SetParentPath(WinPath("C:\\q"));
+    EXPECT_EQ(emptyToo.fChanges, Changes{"C:\\q"});
+    EXPECT_TRUE(emptyToo.GetPath() == WinPath("C:\\q"));
+}
+
+TEST(AFileNaming, ResolvePathAliasesCallsTheHookOnlyForAChange) {
+    RecordingFile file(AString("C:\\a\\.\\b\\..\\c"));
+    file.ResolvePathAliases();
+    EXPECT_EQ(file.fChanges, Changes{"C:\\a\\c"});
+    file.ResolvePathAliases();
+    EXPECT_EQ(file.fChanges.size(), 1u);
+    RecordingFile none;
+    none.ResolvePathAliases();
+    EXPECT_TRUE(none.fChanges.empty());
+}
+
+TEST(AFileNaming, ComparisonIsExactOnTheRenderedText) {
+    AFile upper(AString("C:\\Dir\\x"));
+    AFile lower(AString("C:\\dir\\x"));
+    AFile slashes(AString("C:/Dir/x"));
+    EXPECT_TRUE(upper != lower);
+    EXPECT_TRUE(upper == slashes);
+    slashes.DeleteOnDestroy(true);
+    EXPECT_TRUE(upper == slashes);
+    slashes.DeleteOnDestroy(false);
+}
+
+// ---- Rendered text around 260 characters ----------------------------------------------------
+
+// "C:\" and directories of ten characters up to exactly length characters.
+std::string DrivePathOfLength(std::size_t length) {
+    std::string text = "C:";
+    while (text.size() + 11 <= length) {
+        text += "\\abcdefghi";
+        text += static_cast<char>('a' + text.size() % 26);
+    }
+    text += "\\";
+    text.append(length - text.size(), 'z');
+    return text;
+}
+
+TEST(AFileNaming, PlainTextAroundTheLongPathLimit) {
+    const std::string exact = DrivePathOfLength(260);
+    ASSERT_EQ(exact.size(), 260u);
+    AFile atLimit{AString(exact.c_str())};
+    EXPECT_EQ(Narrow(atLimit.GetPath(true)), exact);
+    EXPECT_EQ(Narrow(atLimit.GetPath(false)), exact);
+
+    const std::string longer = DrivePathOfLength(261);
+    AFile overLimit{AString(longer.c_str())};
+    EXPECT_EQ(Narrow(overLimit.GetPath(true)), "\\\\?\\" + longer);
+    EXPECT_EQ(Narrow(overLimit.GetPath(false)), longer);
+    EXPECT_EQ(Narrow(overLimit.GetParentPath(false)), longer.substr(0, longer.rfind('\\')));
+
+    // The hook sees the prefixed text.
+    RecordingFile hooked;
+    hooked.SetPath(AString(longer.c_str()));
+    EXPECT_EQ(hooked.fChanges, Changes{"\\\\?\\" + longer});
+}
+
+} // namespace
