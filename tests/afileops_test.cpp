@@ -396,7 +396,8 @@ TEST_F(AFileOpsTest, TimeSetThenReadBack) {
     const unsigned long long when = 129'654'126'720'000'000ull;
     ASSERT_TRUE(file.SetAttribute(AFile::kModificationTime, when));
     EXPECT_EQ(file.GetAttribute(AFile::kModificationTime), when);
-    EXPECT_NE(file.GetAttribute(AFile::kCreationTime), when);
+    // The access time stays. The creation time is not asked: where the host file system keeps
+    // none, it can be reported from the modification time.
     EXPECT_NE(file.GetAttribute(AFile::kAccessTime), when);
 
     AFile::TimeAttributes times{};
