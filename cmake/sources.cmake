@@ -27,12 +27,13 @@ if(WIN32)
     source/platform/win/calls.cpp
     source/platform/win/constants.cpp
   )
-  set(ZELK_PLATFORM_LIBRARIES)
+  set(ZELK_PLATFORM_LIBRARIES mpr shlwapi)
 else()
   set(ZELK_PLATFORM_SOURCES
     source/platform/posix/hostdrives.cpp
     source/platform/posix/hostfiles.cpp
     source/platform/posix/hosttext.cpp
+    source/platform/posix/hostvolumes.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
 endif()

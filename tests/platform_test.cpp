@@ -511,6 +511,81 @@ TEST_F(PlatformTest, CurrentDirectoryAndDrive) {
     EXPECT_EQ(platform::GetLastError(), platform::ERROR_DIRECTORY);
 }
 
+TEST_F(PlatformTest, CopyAndMoveFollowWindowsRules) {
+    ASSERT_TRUE(MakeFile(In(u"a")));
+    ASSERT_TRUE(MakeFile(In(u"b")));
+    ASSERT_NE(platform::CreateDirectoryW(P(In(u"dir")), nullptr), 0);
+
+    // Copying: over an existing file unless told not to; never onto itself or over a directory.
+    EXPECT_EQ(platform::CopyFileW(P(In(u"a")), P(In(u"b")), 1), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_FILE_EXISTS);
+    EXPECT_NE(platform::CopyFileW(P(In(u"a")), P(In(u"b")), 0), 0);
+    EXPECT_EQ(platform::CopyFileW(P(In(u"a")), P(In(u"a")), 0), 0);
+    EXPECT_NE(platform::GetFileAttributesW(P(In(u"a"))), platform::INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(platform::CopyFileW(P(In(u"a")), P(In(u"dir")), 0), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(platform::CopyFileW(P(In(u"dir")), P(In(u"c")), 0), 0);
+    EXPECT_EQ(platform::CopyFileW(P(In(u"none")), P(In(u"c")), 0), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_FILE_NOT_FOUND);
+    // The copy carries the read-only attribute.
+    ASSERT_NE(platform::SetFileAttributesW(P(In(u"a")), platform::FILE_ATTRIBUTE_READONLY), 0);
+    ASSERT_NE(platform::CopyFileW(P(In(u"a")), P(In(u"c")), 0), 0);
+    EXPECT_EQ(platform::GetFileAttributesW(P(In(u"c"))) & 1u, 1u);
+#if !defined(_WIN32)
+    // A read-only target is not replaced. (Wine running as root replaces it.)
+    EXPECT_EQ(platform::CopyFileW(P(In(u"b")), P(In(u"c")), 0), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_ACCESS_DENIED);
+#endif
+    ASSERT_NE(platform::SetFileAttributesW(P(In(u"a")), platform::FILE_ATTRIBUTE_NORMAL), 0);
+    ASSERT_NE(platform::SetFileAttributesW(P(In(u"c")), platform::FILE_ATTRIBUTE_NORMAL), 0);
+
+    // Moving: an existing target only with leave to replace it, and never by a directory.
+    EXPECT_EQ(platform::MoveFileExW(P(In(u"a")), P(In(u"b")), platform::MOVEFILE_COPY_ALLOWED), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(platform::MoveFileW(P(In(u"a")), P(In(u"b"))), 0);
+    EXPECT_NE(platform::MoveFileExW(P(In(u"a")), P(In(u"b")), 11), 0);
+    EXPECT_EQ(platform::GetFileAttributesW(P(In(u"a"))), platform::INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(platform::MoveFileExW(P(In(u"b")), P(In(u"dir")), 11), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(platform::MoveFileW(P(In(u"b")), P(In(u"none\\b"))), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_PATH_NOT_FOUND);
+    // A rename, also of a directory and of the letter case alone.
+    EXPECT_NE(platform::MoveFileW(P(In(u"dir")), P(In(u"moved"))), 0);
+    EXPECT_NE(platform::MoveFileW(P(In(u"b")), P(In(u"B"))), 0);
+#if !defined(_WIN32)
+    // (Wine on a host file system that tells letter cases apart keeps the old spelling.)
+    EXPECT_EQ(List(In(u"B")), std::vector<std::u16string>{u"B"});
+#endif
+    // A file held open without the delete share stays where it is.
+    platform::ScopedFileHandle held(platform::CreateFileW(
+        P(In(u"B")), platform::GENERIC_READ, 3, nullptr, platform::OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(platform::MoveFileW(P(In(u"B")), P(In(u"elsewhere"))), 0);
+    EXPECT_EQ(platform::GetLastError(), platform::ERROR_SHARING_VIOLATION);
+}
+
+TEST_F(PlatformTest, VolumesAndLongNames) {
+    const std::u16string root = fRoot.substr(0, 3);
+    EXPECT_EQ(platform::GetDriveTypeW(P(root)), platform::DRIVE_FIXED);
+    std::uint64_t available = 0;
+    std::uint64_t total = 0;
+    ASSERT_NE(platform::GetDiskFreeSpaceExW(P(fRoot + u"\\"), &available, &total, nullptr), 0);
+    EXPECT_GT(total, 0u);
+    EXPECT_LE(available, total);
+    EXPECT_NE(platform::PathIsNetworkPathW(P(u"\\\\server\\share\\x")), 0);
+    EXPECT_EQ(platform::PathIsNetworkPathW(P(fRoot)), 0);
+
+    // No short names are made here: the long form of an existing entry is its own text, also
+    // when source and target are one buffer.
+    std::vector<unsigned short> buffer(fRoot.begin(), fRoot.end());
+    buffer.resize(32767);
+    const DWORD length = platform::GetLongPathNameW(buffer.data(), buffer.data(), 32767);
+    EXPECT_EQ(length, fRoot.size());
+    EXPECT_EQ(platform::_wcsicmp(buffer.data(), P(fRoot)), 0);
+    EXPECT_EQ(platform::GetLongPathNameW(P(In(u"none")), buffer.data(), 32767), 0u);
+
+    EXPECT_NE(platform::GetCurrentThreadId(), 0u);
+}
+
 TEST(PlatformText, CaseInsensitiveComparison) {
     EXPECT_EQ(platform::_wcsicmp(P(u"Hello.TXT"), P(u"hello.txt")), 0);
     EXPECT_LT(platform::_wcsicmp(P(u"abc"), P(u"ABD")), 0);
@@ -631,7 +706,22 @@ TEST_F(PlatformTest, DriveTableAndPerDriveDirectories) {
     EXPECT_EQ(CurrentDirectory(), u"\\\\srv\\Share\\sub");
     ASSERT_NE(platform::SetCurrentDirectoryW(P(fRoot)), 0);
 
+    // The share's name is the drive's connection, and makes it a network drive.
+    EXPECT_EQ(platform::GetDriveTypeW(P(u"q:\\")), platform::DRIVE_REMOTE);
+    EXPECT_EQ(platform::GetDriveTypeW(P(u"\\\\srv\\share\\")), platform::DRIVE_REMOTE);
+    EXPECT_NE(platform::PathIsNetworkPathW(P(u"Q:\\sub")), 0);
+    unsigned short remote[32] = {};
+    DWORD remoteLength = 5;
+    EXPECT_EQ(platform::WNetGetConnectionW(P(u"Q:"), remote, &remoteLength),
+              platform::ERROR_MORE_DATA);
+    EXPECT_EQ(remoteLength, 12u);
+    EXPECT_EQ(platform::WNetGetConnectionW(P(u"Q:"), remote, &remoteLength), platform::NO_ERROR);
+    EXPECT_EQ(FromUnits(remote), u"\\\\srv\\Share");
+    EXPECT_EQ(platform::WNetGetConnectionW(P(u"Z:"), remote, &remoteLength),
+              platform::ERROR_NOT_CONNECTED);
+
     ASSERT_TRUE(vorlan::zelk::posixhost::UnmapDrive('Q'));
+    EXPECT_EQ(platform::GetDriveTypeW(P(u"Q:\\")), platform::DRIVE_NO_ROOT_DIR);
     EXPECT_FALSE(vorlan::zelk::posixhost::UnmapDrive('Q'));
     EXPECT_EQ(platform::GetFileAttributesW(P(u"Q:\\sub\\f")), platform::INVALID_FILE_ATTRIBUTES);
     EXPECT_EQ(platform::GetLastError(), platform::ERROR_PATH_NOT_FOUND);

@@ -136,6 +136,10 @@ constexpr DWORD ERROR_BAD_PATHNAME = 161;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_DIRECTORY = 267;
+constexpr DWORD ERROR_MORE_DATA = 234;
+constexpr DWORD ERROR_BAD_DEVICE = 1200;
+constexpr DWORD ERROR_NOT_CONNECTED = 2250;
+constexpr DWORD NO_ERROR = 0;
 constexpr DWORD ERROR_IO_DEVICE = 1117;
 constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
 
@@ -157,6 +161,34 @@ void GetSystemTimeAsFileTime(FILETIME* time);
 HANDLE FindFirstFileW(const unsigned short* pattern, WIN32_FIND_DATAW* data);
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* data);
 BOOL FindClose(HANDLE search);
+
+// Copying and moving.
+constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
+constexpr DWORD MOVEFILE_COPY_ALLOWED = 0x2;
+constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
+BOOL CopyFileW(const unsigned short* existingName, const unsigned short* newName,
+               BOOL failIfExists);
+BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newName, DWORD flags);
+BOOL MoveFileW(const unsigned short* existingName, const unsigned short* newName);
+
+// Volumes, drives and their connections.
+constexpr UINT DRIVE_UNKNOWN = 0;
+constexpr UINT DRIVE_NO_ROOT_DIR = 1;
+constexpr UINT DRIVE_FIXED = 3;
+constexpr UINT DRIVE_REMOTE = 4;
+UINT GetDriveTypeW(const unsigned short* rootPathName);
+DWORD WNetGetConnectionW(const unsigned short* localName, unsigned short* remoteName,
+                         DWORD* length);
+// The byte counts are ULARGE_INTEGER on Windows, one 64-bit value each; any may be null.
+BOOL GetDiskFreeSpaceExW(const unsigned short* directoryName,
+                         std::uint64_t* freeBytesAvailableToCaller, std::uint64_t* totalBytes,
+                         std::uint64_t* totalFreeBytes);
+BOOL PathIsNetworkPathW(const unsigned short* path);
+DWORD GetLongPathNameW(const unsigned short* shortPath, unsigned short* longPath, DWORD length);
+
+// The calling thread and the time since start-up, as 32-bit numbers.
+DWORD GetCurrentThreadId();
+DWORD GetTickCount();
 
 // Errors and the error mode.
 DWORD GetLastError();

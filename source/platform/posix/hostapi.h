@@ -12,9 +12,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/xattr.h>
 #include <time.h>
@@ -70,6 +72,10 @@ struct HostPath {
 DWORD ResolvePath(const unsigned short* text, HostPath& out);
 // The last component's host bytes (empty at a drive's root).
 std::string LastName(const HostPath& path);
+// Whether the drive (1 for A) is mapped, and its remote name (empty for none).
+bool DriveMapping(int drive, Text& remote);
+// The drive number of X: text, 0 for anything else.
+int DriveOfText(const Text& text);
 // The drive form (X:\a\b) of a canonical absolute host path, through the mapped drive with the
 // longest root that holds it; empty when none does.
 Text DriveFormOfHostPath(const std::string& hostPath);

@@ -364,6 +364,20 @@ std::string LastName(const HostPath& path) {
     return path.components.empty() ? std::string() : ToHostBytes(path.components.back());
 }
 
+bool DriveMapping(int drive, Text& remote) {
+    if (drive < 1 || drive > kDriveCount) {
+        return false;
+    }
+    State& state = TheState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    remote = state.drives[drive].remote;
+    return state.drives[drive].mapped;
+}
+
+int DriveOfText(const Text& text) {
+    return text.size() >= 2 && text[1] == u':' ? DriveNumber(text[0]) : 0;
+}
+
 Text DriveFormOfHostPath(const std::string& hostPath) {
     State& state = TheState();
     std::lock_guard<std::mutex> lock(state.mutex);

@@ -398,6 +398,89 @@ bool FillNextFound(HandleRecord& search, WIN32_FIND_DATAW& data) {
     return false;
 }
 
+// ---- Copying ----
+
+bool WriteAll(int fd, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// Copies a regular file's bytes, permissions and times over target, which is created or
+// truncated. A target that this call created is removed again when the copy fails. Sets the last
+// error on failure.
+bool CopyRegularFile(const std::string& source, const struct stat& sourceInfo,
+                     const std::string& target, bool targetExisted) {
+    const int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) {
+        return FailWithErrno();
+    }
+    const int out = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (out < 0) {
+        const int error = errno;
+        ::close(in);
+        return Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error));
+    }
+    std::vector<char> buffer(1 << 16);
+    bool ok = true;
+    for (;;) {
+        const ssize_t count = ::read(in, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            ok = count == 0;
+            break;
+        }
+        if (!WriteAll(out, buffer.data(), static_cast<std::size_t>(count))) {
+            ok = false;
+            break;
+        }
+    }
+    const int error = errno;
+    if (ok) {
+        // The copy takes the source's read-only state and its times, as on Windows.
+        const struct timespec times[2] = {sourceInfo.st_atim, sourceInfo.st_mtim};
+        ::futimens(out, times);
+        ::fchmod(out, sourceInfo.st_mode & 07777);
+    }
+    ok = (::close(out) == 0) && ok;
+    ::close(in);
+    if (!ok) {
+        if (!targetExisted) {
+            ::unlink(target.c_str());
+        }
+        return Fail(ErrorFromErrno(error != 0 ? error : EIO));
+    }
+    return true;
+}
+
+// Whether an entry may be replaced: not a directory, not read-only, and open by nobody who
+// withholds the delete share. Sets the last error when not.
+bool MayReplace(const EntryInfo& target) {
+    if ((S_ISDIR(target.status.st_mode) && !target.isLink) || target.leadsToDirectory ||
+        IsReadOnly(target)) {
+        return Fail(ERROR_ACCESS_DENIED);
+    }
+    if (DeleteWouldConflict(target)) {
+        return Fail(ERROR_SHARING_VIOLATION);
+    }
+    return true;
+}
+
+bool SameEntry(const struct stat& left, const struct stat& right) {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
 bool IsSeparatorUnit(unsigned short unit) {
     return unit == '\\' || unit == '/';
 }
@@ -852,6 +935,143 @@ BOOL FindClose(HANDLE search) {
     }
     delete record; // the last error stays as it stood
     return 1;
+}
+
+BOOL CopyFileW(const unsigned short* existingName, const unsigned short* newName,
+               BOOL failIfExists) {
+    host::HostPath source;
+    host::HostPath target;
+    DWORD error = host::ResolvePath(existingName, source);
+    if (error == ERROR_SUCCESS) {
+        error = host::ResolvePath(newName, target);
+    }
+    if (error != ERROR_SUCCESS) {
+        return host::Fail(error);
+    }
+    // The source is read through any link; a directory can't be copied.
+    struct stat sourceInfo {};
+    if (::stat(source.host.c_str(), &sourceInfo) != 0) {
+        return host::Fail(errno == ENOENT ? host::MissingEntryError(source.host)
+                                          : host::ErrorFromErrno(errno));
+    }
+    if (!S_ISREG(sourceInfo.st_mode)) {
+        return host::Fail(ERROR_ACCESS_DENIED);
+    }
+    {
+        host::HandleTable& table = host::Handles();
+        std::lock_guard<std::mutex> lock(table.mutex);
+        if (host::ShareConflict(table, sourceInfo.st_dev, sourceInfo.st_ino, true, false, false,
+                                FILE_SHARE_READ)) {
+            return host::Fail(ERROR_SHARING_VIOLATION);
+        }
+    }
+    host::EntryInfo targetInfo;
+    const bool targetExists = ::lstat(target.host.c_str(), &targetInfo.status) == 0;
+    if (targetExists) {
+        if (failIfExists != 0) {
+            return host::Fail(ERROR_FILE_EXISTS);
+        }
+        targetInfo.isLink = S_ISLNK(targetInfo.status.st_mode);
+        struct stat through {};
+        if (targetInfo.isLink && ::stat(target.host.c_str(), &through) == 0) {
+            targetInfo.leadsToDirectory = S_ISDIR(through.st_mode);
+            if (host::SameEntry(through, sourceInfo)) {
+                return host::Fail(ERROR_SHARING_VIOLATION);
+            }
+        }
+        // Copying a file onto itself would truncate it: Windows finds it in use.
+        if (host::SameEntry(targetInfo.status, sourceInfo)) {
+            return host::Fail(ERROR_SHARING_VIOLATION);
+        }
+        if (!host::MayReplace(targetInfo)) {
+            return 0;
+        }
+    }
+    if (!host::CopyRegularFile(source.host, sourceInfo, target.host, targetExists)) {
+        return 0;
+    }
+    host::SetError(ERROR_SUCCESS);
+    return 1;
+}
+
+BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newName, DWORD flags) {
+    host::HostPath source;
+    host::HostPath target;
+    DWORD error = host::ResolvePath(existingName, source);
+    if (error == ERROR_SUCCESS) {
+        error = host::ResolvePath(newName, target);
+    }
+    if (error != ERROR_SUCCESS) {
+        return host::Fail(error);
+    }
+    host::EntryInfo sourceInfo;
+    if (!host::ReadEntry(source.host, sourceInfo)) {
+        return 0;
+    }
+    // Moving takes delete rights on the source.
+    if (!sourceInfo.isLink && host::DeleteWouldConflict(sourceInfo)) {
+        return host::Fail(ERROR_SHARING_VIOLATION);
+    }
+    const bool sourceIsDirectory = S_ISDIR(sourceInfo.status.st_mode);
+    host::EntryInfo targetInfo;
+    const bool targetExists = ::lstat(target.host.c_str(), &targetInfo.status) == 0;
+    if (targetExists && !host::SameEntry(targetInfo.status, sourceInfo.status)) {
+        if ((flags & MOVEFILE_REPLACE_EXISTING) == 0) {
+            return host::Fail(ERROR_ALREADY_EXISTS);
+        }
+        if (!host::ReadEntry(target.host, targetInfo)) {
+            return 0;
+        }
+        if (sourceIsDirectory) {
+            return host::Fail(ERROR_ACCESS_DENIED);
+        }
+        if (!host::MayReplace(targetInfo)) {
+            return 0;
+        }
+    }
+#if defined(RENAME_NOREPLACE)
+    const bool renamed = (flags & MOVEFILE_REPLACE_EXISTING) == 0 && !targetExists
+                             ? ::renameat2(AT_FDCWD, source.host.c_str(), AT_FDCWD,
+                                           target.host.c_str(), RENAME_NOREPLACE) == 0
+                             : ::rename(source.host.c_str(), target.host.c_str()) == 0;
+#else
+    const bool renamed = ::rename(source.host.c_str(), target.host.c_str()) == 0;
+#endif
+    if (renamed) {
+        host::SetError(ERROR_SUCCESS);
+        return 1;
+    }
+    const int failure = errno;
+    if (failure == EEXIST) {
+        return host::Fail(ERROR_ALREADY_EXISTS);
+    }
+    if (failure == ENOENT) {
+        return host::Fail(ERROR_PATH_NOT_FOUND);
+    }
+    if (failure != EXDEV) {
+        return host::Fail(host::ErrorFromErrno(failure));
+    }
+    // Another volume: a file is copied and then removed when copying is allowed; a directory
+    // never goes across.
+    if ((flags & MOVEFILE_COPY_ALLOWED) == 0 || !S_ISREG(sourceInfo.status.st_mode)) {
+        return host::Fail(ERROR_NOT_SAME_DEVICE);
+    }
+    if (!host::CopyRegularFile(source.host, sourceInfo.status, target.host, targetExists)) {
+        return 0;
+    }
+    if (::unlink(source.host.c_str()) != 0) {
+        const int unlinkError = errno;
+        if (!targetExists) {
+            ::unlink(target.host.c_str()); // the source stays, so nothing is lost
+        }
+        return host::Fail(host::ErrorFromErrno(unlinkError));
+    }
+    host::SetError(ERROR_SUCCESS);
+    return 1;
+}
+
+BOOL MoveFileW(const unsigned short* existingName, const unsigned short* newName) {
+    return MoveFileExW(existingName, newName, MOVEFILE_COPY_ALLOWED);
 }
 
 int _waccess(const unsigned short* path, int mode) {

@@ -2,6 +2,7 @@
 #include "platform/win/winapi.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace vorlan {
 namespace zelk {
@@ -93,6 +94,56 @@ BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* data) {
 
 BOOL FindClose(HANDLE search) {
     return ::FindClose(win::Native(search));
+}
+
+BOOL CopyFileW(const unsigned short* existingName, const unsigned short* newName,
+               BOOL failIfExists) {
+    return ::CopyFileW(win::Wide(existingName), win::Wide(newName), failIfExists);
+}
+
+BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newName, DWORD flags) {
+    return ::MoveFileExW(win::Wide(existingName), win::Wide(newName), flags);
+}
+
+BOOL MoveFileW(const unsigned short* existingName, const unsigned short* newName) {
+    return ::MoveFileW(win::Wide(existingName), win::Wide(newName));
+}
+
+UINT GetDriveTypeW(const unsigned short* rootPathName) {
+    return ::GetDriveTypeW(win::Wide(rootPathName));
+}
+
+DWORD WNetGetConnectionW(const unsigned short* localName, unsigned short* remoteName,
+                         DWORD* length) {
+    return ::WNetGetConnectionW(win::Wide(localName), win::Wide(remoteName),
+                                reinterpret_cast<::DWORD*>(length));
+}
+
+static_assert(sizeof(::ULARGE_INTEGER) == sizeof(std::uint64_t), "ULARGE_INTEGER width");
+
+BOOL GetDiskFreeSpaceExW(const unsigned short* directoryName,
+                         std::uint64_t* freeBytesAvailableToCaller, std::uint64_t* totalBytes,
+                         std::uint64_t* totalFreeBytes) {
+    return ::GetDiskFreeSpaceExW(win::Wide(directoryName),
+                                 reinterpret_cast<::PULARGE_INTEGER>(freeBytesAvailableToCaller),
+                                 reinterpret_cast<::PULARGE_INTEGER>(totalBytes),
+                                 reinterpret_cast<::PULARGE_INTEGER>(totalFreeBytes));
+}
+
+BOOL PathIsNetworkPathW(const unsigned short* path) {
+    return ::PathIsNetworkPathW(win::Wide(path));
+}
+
+DWORD GetLongPathNameW(const unsigned short* shortPath, unsigned short* longPath, DWORD length) {
+    return ::GetLongPathNameW(win::Wide(shortPath), win::Wide(longPath), length);
+}
+
+DWORD GetCurrentThreadId() {
+    return ::GetCurrentThreadId();
+}
+
+DWORD GetTickCount() {
+    return ::GetTickCount();
 }
 
 DWORD GetLastError() {

@@ -57,6 +57,17 @@ constexpr Constant kOurs[] = {
     {ours::ERROR_ALREADY_EXISTS},
     {ours::ERROR_FILENAME_EXCED_RANGE},
     {ours::ERROR_DIRECTORY},
+    {ours::ERROR_MORE_DATA},
+    {ours::ERROR_BAD_DEVICE},
+    {ours::ERROR_NOT_CONNECTED},
+    {ours::NO_ERROR},
+    {ours::MOVEFILE_REPLACE_EXISTING},
+    {ours::MOVEFILE_COPY_ALLOWED},
+    {ours::MOVEFILE_WRITE_THROUGH},
+    {ours::DRIVE_UNKNOWN},
+    {ours::DRIVE_NO_ROOT_DIR},
+    {ours::DRIVE_FIXED},
+    {ours::DRIVE_REMOTE},
 };
 } // namespace
 
@@ -113,6 +124,17 @@ constexpr unsigned long long kTheirs[] = {
     ERROR_ALREADY_EXISTS,
     ERROR_FILENAME_EXCED_RANGE,
     ERROR_DIRECTORY,
+    ERROR_MORE_DATA,
+    ERROR_BAD_DEVICE,
+    ERROR_NOT_CONNECTED,
+    NO_ERROR,
+    MOVEFILE_REPLACE_EXISTING,
+    MOVEFILE_COPY_ALLOWED,
+    MOVEFILE_WRITE_THROUGH,
+    DRIVE_UNKNOWN,
+    DRIVE_NO_ROOT_DIR,
+    DRIVE_FIXED,
+    DRIVE_REMOTE,
 };
 
 static_assert(sizeof(kOurs) / sizeof(kOurs[0]) == sizeof(kTheirs) / sizeof(kTheirs[0]),

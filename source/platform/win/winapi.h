@@ -13,6 +13,9 @@
 #endif
 #include <windows.h>
 
+#include <shlwapi.h>
+#include <winnetwk.h>
+
 #include <direct.h>
 #include <io.h>
 #include <wchar.h>
