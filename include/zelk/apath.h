@@ -158,6 +158,10 @@ public:
 
     // Makes a valid relative path absolute against base, or the current directory (of its own
     // drive for a drive-relative path); true only if it did. resolve collapses "." and "..".
+    // A drive-relative path switches the process's current drive for a moment and switches it
+    // back on every way out; when the current directory has no drive (a UNC directory), that
+    // directory is made current again instead, and if its text can't be read the call returns
+    // false without switching.
     bool MakeAbsolute(const APath* base, bool resolve);
     // Removes "." components and each ".." with the component in front of it; true when
     // anything was removed.

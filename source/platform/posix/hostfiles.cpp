@@ -666,6 +666,11 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
         host::SetError(ERROR_SHARING_VIOLATION);
         return INVALID_HANDLE_VALUE;
     }
+    // A new file asked to be hidden is marked so where its name doesn't say it already.
+    if (!exists && (flagsAndAttributes & FILE_ATTRIBUTE_HIDDEN) != 0 &&
+        !host::IsDotName(host::LastName(resolved))) {
+        host::WriteDosAttributes(resolved.host.c_str(), FILE_ATTRIBUTE_HIDDEN);
+    }
     table.live.insert(record);
     // Opening over an entry that was there says so, as Windows does.
     host::SetError(
