@@ -742,6 +742,15 @@ TEST_F(PlatformTest, SymbolicLinksAreReparsePointsAndGoAlone) {
     EXPECT_EQ(platform::GetFileAttributesW(P(In(u"dangling"))) & 0x410u, 0x400u);
     EXPECT_EQ(platform::_waccess(P(In(u"dangling")), 0), 0);
 
+    // The current directory keeps the name it was given, link and all, until the host's working
+    // directory moves elsewhere.
+    ASSERT_NE(platform::SetCurrentDirectoryW(P(In(u"dirlink"))), 0);
+    EXPECT_EQ(CurrentDirectory(), In(u"dirlink"));
+    EXPECT_NE(platform::GetFileAttributesW(P(u"f")), platform::INVALID_FILE_ATTRIBUTES);
+    ASSERT_EQ(::chdir(hostRoot.c_str()), 0);
+    EXPECT_EQ(CurrentDirectory(), fRoot);
+    ASSERT_NE(platform::SetCurrentDirectoryW(P(fSavedDirectory)), 0);
+
     EXPECT_EQ(platform::RemoveDirectoryW(P(In(u"filelink"))), 0);
     EXPECT_EQ(platform::GetLastError(), platform::ERROR_DIRECTORY);
     EXPECT_NE(platform::RemoveDirectoryW(P(In(u"dirlink"))), 0);

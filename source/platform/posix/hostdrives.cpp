@@ -151,6 +151,20 @@ struct Location {
     std::vector<Text> components;
 };
 bool CurrentLocation(State& state, Location& out, DWORD& error) {
+    // The directory as it was last made current, links in it kept as named, while the host's
+    // working directory is still that one; otherwise the host's own canonical name for it.
+    if (state.current != 0 && state.drives[state.current].mapped) {
+        const Drive& drive = state.drives[state.current];
+        struct stat remembered {};
+        struct stat working {};
+        if (::stat(HostPathOf(drive, drive.cwd).c_str(), &remembered) == 0 &&
+            ::stat(".", &working) == 0 && remembered.st_dev == working.st_dev &&
+            remembered.st_ino == working.st_ino) {
+            out.drive = state.current;
+            out.components = drive.cwd;
+            return true;
+        }
+    }
     std::string cwd;
     if (!HostWorkingDirectory(cwd)) {
         error = ErrorFromErrno(errno) == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND

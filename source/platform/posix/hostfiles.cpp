@@ -575,6 +575,7 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
     const bool writes = host::WantsWrite(desiredAccess);
     struct stat existing {};
     const bool exists = ::stat(resolved.host.c_str(), &existing) == 0;
+    const int statError = exists ? 0 : errno;
     const bool isDirectory = exists && S_ISDIR(existing.st_mode);
     const bool truncates = exists && (creationDisposition == CREATE_ALWAYS ||
                                       creationDisposition == TRUNCATE_EXISTING);
@@ -584,8 +585,8 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
     }
     if (!exists &&
         (creationDisposition == OPEN_EXISTING || creationDisposition == TRUNCATE_EXISTING)) {
-        host::SetError(errno == ENOENT ? host::MissingEntryError(resolved.host)
-                                       : host::ErrorFromErrno(errno));
+        host::SetError(statError == ENOENT ? host::MissingEntryError(resolved.host)
+                                           : host::ErrorFromErrno(statError));
         return INVALID_HANDLE_VALUE;
     }
     // A directory opens only for backup semantics, and is never created or truncated here.
