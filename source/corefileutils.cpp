@@ -2,6 +2,8 @@
 #include <zelk/fileutils.h>
 
 #include <zelk/afile.h>
+#include <zelk/astring.h>
+#include <zelk/astring8.h>
 
 namespace vorlan {
 namespace zelk {
@@ -38,6 +40,18 @@ unsigned long CoreFileUtils::ResolveAlias(const AFile& source, AFile& target, bo
     // Reading a link takes the platform's shell link objects, which the platform layer does not
     // offer yet: until it does, every link counts as one that could not be read.
     return kUnreadableLink;
+}
+
+// UTF-8 forms of an entry's path.
+
+void CoreFileUtils::AFileToUTF8(const AFile& file, AString8& target) {
+    AString::AStringToUTF8(file.GetPath(false), target);
+}
+
+void CoreFileUtils::UTF8ToAFile(const AString8& source, AFile& target) {
+    AString text;
+    AString::UTF8ToAString(source, text);
+    target.SetPath(text);
 }
 
 } // namespace zelk

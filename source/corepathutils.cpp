@@ -3,6 +3,7 @@
 
 #include <zelk/apathcomponent.h>
 #include <zelk/astring.h>
+#include <zelk/astring8.h>
 
 #include "objectalloc.h"
 #include "platform/platform.h"
@@ -57,6 +58,38 @@ bool CorePathUtils::IsUNCPath(const APath& path) {
 
 bool CorePathUtils::IsWinLocalPath(const APath& path) {
     return path.IsValid() && StartsWithDrive(path);
+}
+
+// UTF-8 forms of paths and components.
+
+void CorePathUtils::APathToUTF8(const APath& path, AString8& target) {
+    AString::AStringToUTF8(path.GetPath(APath::kNativePath, false), target);
+}
+
+void CorePathUtils::UTF8ToAPath(const AString8& source, APath& target) {
+    AString text;
+    AString::UTF8ToAString(source, text);
+    (void)target.SetPath(text, APath::kNativePath);
+}
+
+void CorePathUtils::APathComponentToUTF8(const APathComponent& component, AString8& target) {
+    AString::AStringToUTF8(component.Get(), target);
+}
+
+void CorePathUtils::UTF8ToAPathComponent(const AString8& source, APathComponent& target) {
+    AString text;
+    AString::UTF8ToAString(source, text);
+    target.Set(text);
+}
+
+void CorePathUtils::APathToFileURL(const APath& path, AString8& target) {
+    (void)path;
+    (void)target;
+}
+
+void CorePathUtils::FileURLToAPath(const AString8& source, APath& target) {
+    (void)source;
+    (void)target;
 }
 
 } // namespace zelk

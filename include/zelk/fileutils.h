@@ -9,6 +9,7 @@ namespace vorlan {
 namespace zelk {
 
 class AFile;
+class AString8;
 
 // Operations on entries through AFile. No fields and no state between calls; assigning one
 // object to another does nothing.
@@ -27,6 +28,14 @@ public:
     // and target may be one object. noUI keeps the platform from asking the user anything.
     static unsigned long ResolveAlias(const AFile& source, AFile& target, bool* isDirectory,
                                       bool* wasAlias, bool noUI);
+
+    // UTF-8 forms of an entry's path.
+    // target's former bytes are gone; it becomes the UTF-8 form of the plain path text
+    // (GetPath(false): no long-path prefix, whatever the length). Empty for an empty AFile.
+    static void AFileToUTF8(const AFile& file, AString8& target);
+    // Decodes source and gives the text to target.SetPath (native notation), PathChanged
+    // included. An empty source on an AFile with no implementation object makes none.
+    static void UTF8ToAFile(const AString8& source, AFile& target);
 };
 
 // Operations on paths that touch no entry: the process's current directory, and tests of a
@@ -53,6 +62,20 @@ public:
     static bool IsUNCPath(const APath& path);
     // Valid, and the first component is a drive, absolute or drive-relative.
     static bool IsWinLocalPath(const APath& path);
+
+    // UTF-8 forms of paths and components. Each conversion replaces the output's former text and
+    // reports no failure: text that parses badly shows later in IsValid, and malformed UTF-8 is
+    // decoded as AString::UTF8ToAString does.
+    // The path in native (Windows) notation, never with a long-path prefix.
+    static void APathToUTF8(const APath& path, AString8& target);
+    // Parses the decoded text in native notation; an empty text gives the empty relative path.
+    static void UTF8ToAPath(const AString8& source, APath& target);
+    static void APathComponentToUTF8(const APathComponent& component, AString8& target);
+    // Stores the decoded text unchanged, separators included (IsValid then says false).
+    static void UTF8ToAPathComponent(const AString8& source, APathComponent& target);
+    // This platform has no file URL form: both do nothing, and the output keeps what it held.
+    static void APathToFileURL(const APath& path, AString8& target);
+    static void FileURLToAPath(const AString8& source, APath& target);
 };
 
 // The Windows side of the utilities. No fields and no state between calls; assigning one object
