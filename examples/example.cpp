@@ -1,4 +1,4 @@
-// A short tour of zelk: text and paths.
+// A short tour of zelk: text, paths, file-system entries and the file utilities.
 #include <zelk/zelk.h>
 
 #include <cstdio>
@@ -31,5 +31,27 @@ int main() {
     // A POSIX path rendered in Windows notation.
     const APath posix(AString("usr/local/bin"), APath::kPosixPath);
     Print("windows", posix.GetPath(APath::kWinPath, false));
+
+    // A small tree made, inspected and removed through AFile, in a scratch directory beside the
+    // current one. MakeFile makes the missing parents on the way.
+    AFile scratch(CorePathUtils::GetCurrentDir());
+    scratch.AppendName(AString("zelk-example-tree"));
+    AFile notes(scratch);
+    notes.AppendName(AString("docs"));
+    notes.AppendName(AString("notes.txt"));
+    unsigned long code = 0;
+    if (notes.MakeFile(true, &code)) {
+        AFile docs(notes.GetParentPath());
+        Print("made", notes.GetPath(false));
+        std::printf("%-10s docs is %s holding %llu entry\n", "inspected",
+                    docs.GetAttribute(AFile::kIsDirectory) ? "a directory" : "no directory",
+                    docs.GetSize());
+        notes.Delete();
+        docs.Delete();
+        scratch.Delete();
+        std::printf("%-10s %s\n", "removed", scratch.Exists() ? "not all" : "all of it");
+    } else {
+        std::printf("could not make the tree: error %lu\n", code);
+    }
     return 0;
 }
