@@ -15,6 +15,7 @@ set(ZELK_SOURCES
   # utilities
   source/corepathutils.cpp
   source/corefileutils.cpp
+  source/winfileutils.cpp
   # files
   source/afile.cpp
   source/afileimpl.cpp

@@ -86,6 +86,21 @@ public:
     WinFileUtils(const WinFileUtils&) = default;
     WinFileUtils& operator=(const WinFileUtils&) = default;
     WinFileUtils& operator=(WinFileUtils&&) = default;
+
+    // The entry's path in Windows notation, never with a long-path prefix; empty for an empty
+    // AFile. C:/a gives C:\a.
+    static AString GetLocalPath(const AFile& file);
+    // The entry's path in POSIX notation (C:\a gives /C:/a); empty for an empty AFile.
+    static AString GetPosixPath(const AFile& file);
+    // The entry's path in Windows notation with a network drive replaced by the server and share
+    // it is connected to: X:\a\b on a drive connected to \\server\share gives
+    // \\server\share\a\b, and X:\ alone gives \\server\share. A drive-relative path is
+    // made absolute against its drive's current directory first. Never fails: a UNC path, a path
+    // without a drive, a local drive, a drive whose connection can't be read (also one whose
+    // remote name is longer than 509 units) and a drive-relative path that can't be made
+    // absolute all come back unchanged in Windows notation; only paths on a drive ask the
+    // platform anything. Never with a long-path prefix.
+    static AString GetUNCPath(const AFile& file);
 };
 
 } // namespace zelk
