@@ -29,6 +29,7 @@ if(WIN32)
     source/platform/win/constants.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES mpr shlwapi)
+  list(APPEND ZELK_PLATFORM_LIBRARIES ole32 uuid)
 else()
   set(ZELK_PLATFORM_SOURCES
     source/platform/posix/hostdrives.cpp
@@ -37,6 +38,13 @@ else()
     source/platform/posix/hostvolumes.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
+endif()
+# The object system and shell links belong to the library alone: their calls are exported, so
+# that a test reaches the very object system the library uses.
+if(WIN32)
+  list(APPEND ZELK_SOURCES source/platform/win/objects.cpp)
+else()
+  list(APPEND ZELK_SOURCES source/platform/posix/hostobjects.cpp source/platform/posix/hostlink.cpp)
 endif()
 list(TRANSFORM ZELK_PLATFORM_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/../)
 list(TRANSFORM ZELK_SOURCES PREPEND ${CMAKE_CURRENT_LIST_DIR}/../)

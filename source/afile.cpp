@@ -1,6 +1,8 @@
 // AFile: the facade over the implementation object, its naming operations and comparison.
 #include <zelk/afile.h>
 
+#include <zelk/fileutils.h>
+
 #include "afileimpl.h"
 #include "objectalloc.h"
 #include "platform/afileimplw.h"
@@ -436,6 +438,12 @@ bool AFile::GetAttributes(TimeAttributes& attributes) const {
 
 bool AFile::GetAttributes(OSTypeAttributes& attributes) const {
     return fpImpl != nullptr && fpImpl->GetAttributes(attributes);
+}
+
+// Shell link resolution.
+bool AFile::ResolveAlias() {
+    return fpImpl != nullptr &&
+           CoreFileUtils::ResolveAlias(*this, *this, nullptr, nullptr, true) == 0;
 }
 
 } // namespace zelk

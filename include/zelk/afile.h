@@ -167,6 +167,13 @@ public:
     // Removes "." components and each ".." with the component in front of it; PathChanged only
     // when something was removed.
     void ResolvePathAliases();
+    // Makes this object name what it leads to: the target of a shell link, or itself for any
+    // other existing entry (CoreFileUtils::ResolveAlias with this object as source and target,
+    // asking the user nothing). True on success, when PathChanged has run if a link was followed;
+    // a link's target never carries the delete-on-destroy mark, so the mark is dropped then.
+    // False, with nothing changed, with no object, for a missing entry, and for a link that can't
+    // be read or leads nowhere.
+    bool ResolveAlias();
 
     // Creates an empty file or a directory. code, when not null, receives 0 on success, 161
     // (bad path name) for an empty path or where a parent is no directory, 183 (already exists)

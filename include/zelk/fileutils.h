@@ -25,7 +25,11 @@ public:
     // success, 1 when the link could not be read, 2 when source is missing or the link leads
     // nowhere. isDirectory (the entry in target is a directory) and wasAlias (source was a link)
     // may be null and are written only on success; on failure target is left as it was. Source
-    // and target may be one object. noUI keeps the platform from asking the user anything.
+    // and target may be one object. noUI keeps the platform from asking the user anything. The
+    // calling thread must have initialised the object system, or every link gives 1. One link is
+    // followed once: a link to a link gives the second link. After a link is followed target
+    // never carries the delete-on-destroy mark, so no entry is deleted that the caller did not
+    // name; source keeps its mark unless it is target as well.
     static unsigned long ResolveAlias(const AFile& source, AFile& target, bool* isDirectory,
                                       bool* wasAlias, bool noUI);
 
