@@ -27,6 +27,7 @@ if(WIN32)
   set(ZELK_PLATFORM_SOURCES
     source/platform/win/calls.cpp
     source/platform/win/constants.cpp
+    source/platform/win/tempnames.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES mpr shlwapi)
   list(APPEND ZELK_PLATFORM_LIBRARIES ole32 uuid)
@@ -36,6 +37,7 @@ else()
     source/platform/posix/hostfiles.cpp
     source/platform/posix/hosttext.cpp
     source/platform/posix/hostvolumes.cpp
+    source/platform/posix/hosttempnames.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
 endif()

@@ -207,6 +207,11 @@ BOOL SetCurrentDirectoryW(const unsigned short* path);
 // The directory for temporary files, with a separator at its end.
 DWORD GetTempPathW(DWORD bufferLength, unsigned short* buffer);
 
+// Temporary and unique entries.
+// The digits of value in radix (2 to 36, lower-case letters above 9) as terminated text in
+// buffer, which must hold 33 units; returns buffer. Another radix gives the empty text.
+unsigned short* _ultow(DWORD value, unsigned short* buffer, int radix);
+
 // Sets SEM_FAILCRITICALERRORS for its scope, so a missing medium fails a call instead of asking
 // the user, and restores the previous mode on every way out. Guards nest.
 class ErrorModeGuard {
