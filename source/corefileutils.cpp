@@ -2,12 +2,17 @@
 #include <zelk/fileutils.h>
 
 #include <zelk/afile.h>
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
 #include <zelk/astring.h>
 #include <zelk/astring8.h>
 
+#include "objectalloc.h"
 #include "platform/objects.h"
+#include "platform/platform.h"
 
 #include <utility>
+#include <vector>
 
 namespace vorlan {
 namespace zelk {
@@ -99,6 +104,342 @@ void CoreFileUtils::UTF8ToAFile(const AString8& source, AFile& target) {
     AString text;
     AString::UTF8ToAString(source, text);
     target.SetPath(text);
+}
+
+// Temporary and unique entries.
+
+namespace {
+
+// Names a unique routine tries in one call.
+constexpr unsigned int kUniqueNameTries = 1000;
+// Room for a 32-bit number in any radix the runtime formats, and the terminator.
+constexpr int kNumberUnits = 33;
+
+// The name can be created as it stands: a valid component that is no drive, "." or "..", and
+// doesn't end in a dot or a blank, which Windows drops from a name it creates. Anything else
+// could leave an entry under a name nobody asked for.
+bool IsMakeableName(const APathComponent& name) {
+    if (!name.IsValid() || name.IsWinDrive() || name.IsAlias()) {
+        return false;
+    }
+    const AString text = name.Get();
+    const unsigned short last = text.GetChar(text.CharCount() - 1);
+    return last != '.' && last != ' ';
+}
+
+bool MakeEntry(AFile& entry, bool makeDirectory) {
+    return makeDirectory ? entry.MakeDirectory(true, nullptr) : entry.MakeFile(true, nullptr);
+}
+
+// Every failure of the creating operations ends with an empty path in the result.
+bool FailWithEmptyPath(AFile& result) {
+    result.SetPath(APath());
+    return false;
+}
+
+bool CreateTempEntry(const APathComponent& name, AFile& result, bool makeDirectory) {
+    result = AFile(CorePathUtils::GetTempDir());
+    if (!result.HasPath()) {
+        return false;
+    }
+    if (!IsMakeableName(name) || !result.AppendName(name) || result.Exists() ||
+        !MakeEntry(result, makeDirectory)) {
+        return FailWithEmptyPath(result);
+    }
+    return true;
+}
+
+bool CreateUniqueEntry(const APath& directory, const AString& prefix, const AString& suffix,
+                       AFile& result, bool makeDirectory) {
+    result.SetPath(directory);
+    // The prefix stands in as the component that each try renames. Without one there is nothing
+    // to rename yet, and the first name is appended instead, so the entry still comes to stand
+    // in the directory rather than in place of its last component.
+    bool named = false;
+    if (!prefix.IsEmpty()) {
+        if (!result.AppendName(prefix)) {
+            return FailWithEmptyPath(result);
+        }
+        named = true;
+    }
+    unsigned short threadDigits[kNumberUnits];
+    platform::_ultow(platform::GetCurrentThreadId(), threadDigits, 10);
+    std::uint32_t tick = platform::GetTickCount();
+    for (unsigned int tries = 0; tries < kUniqueNameTries; ++tries) {
+        unsigned short tickDigits[kNumberUnits];
+        AString text(prefix);
+        text.Append(threadDigits);
+        text.Append(platform::_ultow(tick, tickDigits, 10));
+        text.Append(suffix);
+        const APathComponent name(text);
+        // A name that doesn't fit or can't be made as it stands ends the routine: going on would
+        // work with whatever the result holds, which is not a generated name.
+        if (!IsMakeableName(name) || !(named ? result.SetName(name) : result.AppendName(name))) {
+            return FailWithEmptyPath(result);
+        }
+        named = true;
+        ++tick; // 32 bits wide: it wraps
+        if (!result.Exists()) {
+            return MakeEntry(result, makeDirectory) || FailWithEmptyPath(result);
+        }
+    }
+    return FailWithEmptyPath(result);
+}
+
+bool CreateUniqueTempEntry(const AString& prefix, const AString& suffix, AFile& result,
+                           bool makeDirectory) {
+    const APath temp = CorePathUtils::GetTempDir();
+    if (temp.IsEmpty()) {
+        return false;
+    }
+    return CreateUniqueEntry(temp, prefix, suffix, result, makeDirectory);
+}
+
+} // namespace
+
+AFile CoreFileUtils::GetCurrentDir() {
+    return AFile(CorePathUtils::GetCurrentDir());
+}
+
+AFile CoreFileUtils::GetTempDir() {
+    return AFile(CorePathUtils::GetTempDir());
+}
+
+bool CoreFileUtils::SetCurrentDir(const AFile& directory) {
+    return CorePathUtils::SetCurrentDir(directory.GetPath());
+}
+
+bool CoreFileUtils::CreateTempDir(const APathComponent& name, AFile& result) {
+    return CreateTempEntry(name, result, true);
+}
+
+bool CoreFileUtils::CreateTempFile(const APathComponent& name, AFile& result) {
+    return CreateTempEntry(name, result, false);
+}
+
+bool CoreFileUtils::CreateUniqueDir(const APath& directory, const AString& prefix,
+                                    const AString& suffix, AFile& result) {
+    return CreateUniqueEntry(directory, prefix, suffix, result, true);
+}
+
+bool CoreFileUtils::CreateUniqueFile(const APath& directory, const AString& prefix,
+                                     const AString& suffix, AFile& result) {
+    return CreateUniqueEntry(directory, prefix, suffix, result, false);
+}
+
+bool CoreFileUtils::CreateUniqueTempDir(const AString& prefix, const AString& suffix,
+                                        AFile& result) {
+    return CreateUniqueTempEntry(prefix, suffix, result, true);
+}
+
+bool CoreFileUtils::CreateUniqueTempFile(const AString& prefix, const AString& suffix,
+                                         AFile& result) {
+    return CreateUniqueTempEntry(prefix, suffix, result, false);
+}
+
+// Recursive deletion.
+
+namespace {
+
+using platform::DWORD;
+
+const unsigned short kListAllSuffix[] = {'\\', '*', 0};
+// The working text of a level starts with room for this many units.
+constexpr unsigned long kWorkingTextUnits = 128;
+
+// One directory of the walk: its platform text, its open listing with the record at hand, and
+// the working text (the directory, a separator, then the name of the entry at hand). The walk
+// keeps its levels on the heap, not on the stack, so a tree as deep as the longest path is fine.
+struct DeleteLevel {
+    AString directory;
+    AString working;
+    unsigned long baseLength = 0;
+    platform::ScopedFindHandle search;
+    platform::WIN32_FIND_DATAW found{};
+    bool hasEntry = false;                    // found holds an entry not dealt with yet
+    DWORD endError = platform::ERROR_SUCCESS; // the last error when the listing ended
+    bool complete = true;                     // nothing inside has failed so far
+};
+using DeleteLevels = std::vector<DeleteLevel, HookAllocator<DeleteLevel>>;
+
+enum class Entered { kListing, kRemovedLink, kFailed };
+
+// Exactly "." or "..", unit by unit.
+bool IsDotOrDotDot(const unsigned short* name) {
+    return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
+}
+
+// A name with a separator in it would address some other entry.
+bool HoldsSeparator(const unsigned short* name) {
+    for (; *name != 0; ++name) {
+        if (*name == '\\' || *name == '/') {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsReparsePoint(DWORD attributes) {
+    return attributes != platform::INVALID_FILE_ATTRIBUTES &&
+           (attributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+// Removes a link, junction or mount point itself, never what it leads to. Its attributes stay:
+// setting them may act on the target.
+bool RemoveLink(const unsigned short* text, DWORD attributes) {
+    const bool directory = (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
+    return (directory ? platform::RemoveDirectoryW(text) : platform::DeleteFileW(text)) != 0;
+}
+
+// Starts on one directory, given by its platform text: adds a level with its listing, or
+// removes the directory as a link when it is one. A file, a link that leads to no directory and
+// a directory that can't be listed give kFailed with nothing touched. With force the directory
+// loses its attributes before its content goes, not only before its own removal, so that hosts
+// where a read-only directory keeps its entries can empty it too.
+Entered EnterDirectory(AString directory, bool force, DeleteLevels& levels) {
+    const DWORD attributes = platform::GetFileAttributesW(directory.GrabWString());
+    if (IsReparsePoint(attributes)) {
+        if ((attributes & platform::FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            return Entered::kFailed;
+        }
+        return RemoveLink(directory.GrabWString(), attributes) ? Entered::kRemovedLink
+                                                               : Entered::kFailed;
+    }
+    const bool known = attributes != platform::INVALID_FILE_ATTRIBUTES;
+    if (known && (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) == 0) {
+        return Entered::kFailed; // a file is no tree, and stays as it is
+    }
+    if (force && known) {
+        (void)platform::SetFileAttributesW(directory.GrabWString(),
+                                           platform::FILE_ATTRIBUTE_NORMAL);
+    }
+    DeleteLevel level;
+    level.working.Preallocate(kWorkingTextUnits);
+    level.working.SetString(directory);
+    level.working.Append(kListAllSuffix);
+    level.search = platform::ScopedFindHandle(
+        platform::FindFirstFileW(level.working.GrabWString(), &level.found));
+    if (!level.search) {
+        return Entered::kFailed;
+    }
+    level.working.Truncate(1); // keeps the separator in front of the pattern's "*"
+    level.baseLength = level.working.CharCount();
+    level.hasEntry = true;
+    level.directory = std::move(directory);
+    levels.push_back(std::move(level));
+    return Entered::kListing;
+}
+
+void Advance(DeleteLevel& level) {
+    level.hasEntry = platform::FindNextFileW(level.search.Get(), &level.found) != 0;
+    if (!level.hasEntry) {
+        level.endError = platform::GetLastError();
+    }
+}
+
+// The text the platform is given for the entry at hand: the working text, or, when that is too
+// long to be given without the long-path prefix, the entry's own rendering, which adds it.
+AString EntryText(const DeleteLevel& level) {
+    if (level.working.UTF16Count() < platform::MAX_PATH) {
+        return level.working;
+    }
+    return AFile(level.working).GetPath(true);
+}
+
+// Deals with the entry at hand. True when it is a directory whose level now heads the walk (the
+// reference to level is then no longer valid); false when the walk goes on in level.
+bool VisitEntry(DeleteLevel& level, bool force, DeleteLevels& levels) {
+    const unsigned short* name = level.found.cFileName;
+    if (IsDotOrDotDot(name)) {
+        return false;
+    }
+    if (HoldsSeparator(name)) {
+        level.complete = false;
+        return false;
+    }
+    level.working.Truncate(level.working.CharCount() - level.baseLength);
+    level.working.Append(name);
+    const DWORD attributes = level.found.dwFileAttributes;
+    if (IsReparsePoint(attributes)) {
+        if (!RemoveLink(EntryText(level).GrabWString(), attributes)) {
+            level.complete = false;
+        }
+        return false;
+    }
+    if ((attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        // Gone since the listing counts as a failure, as it would for the directory named.
+        const AFile child(level.working);
+        switch (child.Exists() ? EnterDirectory(child.GetPath(true), force, levels)
+                               : Entered::kFailed) {
+        case Entered::kListing:
+            return true;
+        case Entered::kRemovedLink:
+            return false;
+        case Entered::kFailed:
+            level.complete = false;
+            return false;
+        }
+        return false;
+    }
+    const AString text = EntryText(level);
+    if (force) {
+        (void)platform::SetFileAttributesW(text.GrabWString(), platform::FILE_ATTRIBUTE_NORMAL);
+    }
+    if (platform::DeleteFileW(text.GrabWString()) == 0) {
+        level.complete = false;
+    }
+    return false;
+}
+
+// Closes the level's listing and removes its directory when all of it went and the listing ran
+// to its end; a listing that broke off may have left entries unseen, and the directory stays.
+bool FinishLevel(DeleteLevel& level, bool force) {
+    level.search.Reset();
+    if (!level.complete || level.endError != platform::ERROR_NO_MORE_FILES) {
+        return false;
+    }
+    if (force) {
+        (void)platform::SetFileAttributesW(level.directory.GrabWString(),
+                                           platform::FILE_ATTRIBUTE_NORMAL);
+    }
+    return platform::RemoveDirectoryW(level.directory.GrabWString()) != 0;
+}
+
+} // namespace
+
+bool CoreFileUtils::DeleteDirectory(const AFile& directory, bool force) {
+    if (!directory.Exists()) {
+        return false;
+    }
+    platform::ErrorModeGuard guard;
+    DeleteLevels levels;
+    switch (EnterDirectory(directory.GetPath(true), force, levels)) {
+    case Entered::kListing:
+        break;
+    case Entered::kRemovedLink:
+        return true;
+    case Entered::kFailed:
+        return false;
+    }
+    for (;;) {
+        DeleteLevel& level = levels.back();
+        if (level.hasEntry) {
+            if (!VisitEntry(level, force, levels)) {
+                Advance(level);
+            }
+            continue;
+        }
+        const bool removed = FinishLevel(level, force);
+        levels.pop_back();
+        if (levels.empty()) {
+            return removed;
+        }
+        DeleteLevel& parent = levels.back();
+        if (!removed) {
+            parent.complete = false;
+        }
+        Advance(parent);
+    }
 }
 
 } // namespace zelk

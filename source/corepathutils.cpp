@@ -1,6 +1,7 @@
 // CorePathUtils: the process's current directory and the tests of a path's shape.
 #include <zelk/fileutils.h>
 
+#include <zelk/afile.h>
 #include <zelk/apathcomponent.h>
 #include <zelk/astring.h>
 #include <zelk/astring8.h>
@@ -90,6 +91,31 @@ void CorePathUtils::APathToFileURL(const APath& path, AString8& target) {
 void CorePathUtils::FileURLToAPath(const AString8& source, APath& target) {
     (void)source;
     (void)target;
+}
+
+// Temporary and unique entries.
+
+APath CorePathUtils::GetTempDir() {
+    APath result;
+    // One fixed buffer on the stack: nothing is allocated before the platform has answered.
+    unsigned short buffer[APath::kMaxPathLength];
+    constexpr auto capacity = static_cast<platform::DWORD>(APath::kMaxPathLength);
+    platform::ErrorModeGuard guard;
+    const platform::DWORD length = platform::GetTempPathW(capacity, buffer);
+    // A result of the buffer's size or more is the size the text would have needed: nothing was
+    // written, and that counts as no answer.
+    if (length == 0 || length >= capacity) {
+        return result;
+    }
+    // The long form replaces the text where there is one; otherwise the text stays as it was.
+    (void)platform::GetLongPathNameW(buffer, buffer, capacity);
+    buffer[capacity - 1] = 0;
+    result.SetPath(AString(buffer), APath::kWinPath);
+    if (platform::GetFileAttributesW(buffer) == platform::INVALID_FILE_ATTRIBUTES) {
+        AFile directory(result);
+        (void)directory.MakeDirectory(true, nullptr);
+    }
+    return result;
 }
 
 } // namespace zelk

@@ -40,6 +40,54 @@ public:
     // Decodes source and gives the text to target.SetPath (native notation), PathChanged
     // included. An empty source on an AFile with no implementation object makes none.
     static void UTF8ToAFile(const AString8& source, AFile& target);
+
+    // Temporary and unique entries.
+    // The process's current directory as an entry; no implementation object when the platform
+    // gives none.
+    static AFile GetCurrentDir();
+    // The system's temporary directory as an entry (see CorePathUtils::GetTempDir); no
+    // implementation object when the platform gives none.
+    static AFile GetTempDir();
+    // CorePathUtils::SetCurrentDir on the entry's path.
+    static bool SetCurrentDir(const AFile& directory);
+    // Creates the entry named name in the temporary directory. result is first given the
+    // temporary directory by a move, so whatever it held before is destroyed as a moved-from
+    // AFile would be; it names the new entry on success and has an empty path on failure. Fails
+    // for an existing entry (left alone) and for a name that can't be made as it stands: empty,
+    // over 255 UTF-16 units, not a valid component (a separator, a drive, "." or ".."), or
+    // ending in a dot or a blank, which Windows would drop from the name it creates.
+    static bool CreateTempDir(const APathComponent& name, AFile& result);
+    static bool CreateTempFile(const APathComponent& name, AFile& result);
+    // Creates an entry in directory, missing parents included, under a name nothing uses yet:
+    // prefix, the calling thread's number, a tick count and suffix, digits in decimal. Up to 1000
+    // tick counts are tried, one after another from the current one. result names the new entry
+    // on success and has an empty path on failure: all 1000 names taken, the creation refused
+    // (no second try), or a name that can't be made as it stands (the rules of CreateTempDir;
+    // the routine stops at once rather than make an entry under another name). An empty prefix
+    // is allowed: the name then starts with the thread's number, still in directory. An empty
+    // directory leaves a path of one component, which creation refuses. PathChanged of result
+    // runs for the directory, the prefix and each name tried.
+    static bool CreateUniqueDir(const APath& directory, const AString& prefix,
+                                const AString& suffix, AFile& result);
+    static bool CreateUniqueFile(const APath& directory, const AString& prefix,
+                                 const AString& suffix, AFile& result);
+    // CreateUniqueDir and CreateUniqueFile in the temporary directory; false with result left
+    // alone when there is no temporary directory.
+    static bool CreateUniqueTempDir(const AString& prefix, const AString& suffix, AFile& result);
+    static bool CreateUniqueTempFile(const AString& prefix, const AString& suffix, AFile& result);
+
+    // Recursive deletion.
+    // Deletes the directory with everything in it, depth first; true when all of it is gone.
+    // With force each entry's attributes (read-only above all) are cleared before it is deleted.
+    // An entry that fails is left with the directories that hold it, the walk goes on with the
+    // rest, and the result is false. False at once, nothing touched, for a missing entry or a
+    // file. A link, junction or mount point (any entry the listing marks as a reparse point) is
+    // removed as a link and never entered, and its attributes are not cleared, since that could
+    // reach its target: nothing outside the named tree is changed. When the named directory is
+    // itself such a link, the link alone is removed. A listing that breaks off with an error
+    // leaves its directory in place and gives false. A host name holding a separator (possible
+    // on POSIX hosts) can't be addressed as one name: it is left, and the result is false.
+    static bool DeleteDirectory(const AFile& directory, bool force);
 };
 
 // Operations on paths that touch no entry: the process's current directory, and tests of a
@@ -80,6 +128,12 @@ public:
     // This platform has no file URL form: both do nothing, and the output keeps what it held.
     static void APathToFileURL(const APath& path, AString8& target);
     static void FileURLToAPath(const AString8& source, APath& target);
+
+    // Temporary and unique entries.
+    // The system's temporary directory in its long form, parsed in Windows notation, made with
+    // its parents when it is missing (the path is returned even when that fails); empty when
+    // the platform gives none or a text too long for a path.
+    static APath GetTempDir();
 };
 
 // The Windows side of the utilities. No fields and no state between calls; assigning one object
