@@ -1,0 +1,200 @@
+// Tests of the temporary directory and of entries made there or under generated names.
+#include <zelk/afile.h>
+#include <zelk/apath.h>
+#include <zelk/apathcomponent.h>
+#include <zelk/astring.h>
+#include <zelk/fileutils.h>
+
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using vorlan::zelk::AFile;
+using vorlan::zelk::APath;
+using vorlan::zelk::APathComponent;
+using vorlan::zelk::AString;
+using vorlan::zelk::CoreFileUtils;
+using vorlan::zelk::CorePathUtils;
+namespace platform = vorlan::zelk::platform;
+
+namespace {
+
+AString Decimal(platform::DWORD value) {
+    return AString(std::to_string(value).c_str());
+}
+
+std::string Narrow(const AString& text) {
+    std::string narrow;
+    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
+        narrow += static_cast<char>(text.GrabWString()[i]);
+    }
+    return narrow;
+}
+
+class TempEntriesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(CoreFileUtils::CreateUniqueTempDir(AString("zelk-tmp"), AString(), fScratch));
+    }
+    void TearDown() override { EXPECT_TRUE(CoreFileUtils::DeleteDirectory(fScratch, true)); }
+
+    APath Below(const char* relative) const {
+        APath path = fScratch.GetPath();
+        path.Append(APath(AString(relative), APath::kWinPath));
+        return path;
+    }
+
+    AFile fScratch;
+};
+
+TEST_F(TempEntriesTest, TempDirIsThereAndHoldsTheScratchDirectory) {
+    const APath temp = CorePathUtils::GetTempDir();
+    ASSERT_FALSE(temp.IsEmpty());
+    EXPECT_TRUE(AFile(temp).GetAttribute(AFile::kIsDirectory));
+    EXPECT_FALSE(temp.GetComponent(APath::kLastComponentIndex).IsEmpty());
+    EXPECT_EQ(CoreFileUtils::GetTempDir().GetPath(), temp);
+    EXPECT_EQ(fScratch.GetParentPath(), temp);
+    EXPECT_EQ(CoreFileUtils::GetCurrentDir().GetPath(), CorePathUtils::GetCurrentDir());
+}
+
+TEST_F(TempEntriesTest, CreateTempEntries) {
+    const AString base = fScratch.GetNameStr(); // unique, so free in the temporary directory
+    AFile made;
+    ASSERT_TRUE(CoreFileUtils::CreateTempDir(APathComponent(base + AString("-d")), made));
+    EXPECT_TRUE(made.GetAttribute(AFile::kIsDirectory));
+    EXPECT_EQ(made.GetParentPath(), CorePathUtils::GetTempDir());
+    AFile file;
+    ASSERT_FALSE(CoreFileUtils::CreateTempFile(APathComponent(base + AString("-d")), file));
+    EXPECT_FALSE(file.HasPath());
+    EXPECT_TRUE(made.GetAttribute(AFile::kIsDirectory)) << "an existing entry stays as it was";
+    EXPECT_TRUE(made.Delete());
+
+    // Names that can't be made as they stand make nothing, not even a parent.
+    const char* const refused[] = {"", "a\\b", "x.", "x ", "..", "C:"};
+    for (const char* name : refused) {
+        SCOPED_TRACE(name);
+        AFile result(fScratch);
+        EXPECT_FALSE(CoreFileUtils::CreateTempFile(APathComponent(AString(name)), result));
+        EXPECT_FALSE(result.HasPath());
+    }
+    AFile result;
+    EXPECT_FALSE(CoreFileUtils::CreateTempDir(APathComponent(base + AString("-a\\b")), result));
+    AFile parent(CorePathUtils::GetTempDir());
+    ASSERT_TRUE(parent.AppendName(base + AString("-a")));
+    EXPECT_FALSE(parent.Exists());
+    EXPECT_FALSE(CoreFileUtils::CreateTempDir(
+        APathComponent(AString(std::string(256, 'n').c_str())), result));
+}
+
+struct UniqueRow {
+    const char* prefix;
+    std::string suffix;
+    bool made;
+};
+
+const UniqueRow kUniqueRows[] = {
+    {"tmp", ".dat", true},
+    {"", "", true}, // the entry still comes to stand in the directory
+    {"a\\b", "", false},
+    {"x", ".", false},
+    {"x", " ", false},
+    {"C:", "", false},
+    {"p", std::string(250, 's'), false},
+};
+
+TEST_F(TempEntriesTest, UniqueNamesInMissingDirectories) {
+    const AString thread = Decimal(platform::GetCurrentThreadId());
+    int row = 0;
+    for (const UniqueRow& entry : kUniqueRows) {
+        for (const bool directory : {false, true}) {
+            SCOPED_TRACE(std::string("prefix ") + entry.prefix +
+                         (directory ? " (dir)" : " (file)"));
+            const APath where = Below(("missing" + std::to_string(row++) + "\\sub").c_str());
+            const AString prefix(entry.prefix);
+            const AString suffix(entry.suffix.c_str());
+            AFile result;
+            const bool made = directory
+                                  ? CoreFileUtils::CreateUniqueDir(where, prefix, suffix, result)
+                                  : CoreFileUtils::CreateUniqueFile(where, prefix, suffix, result);
+            ASSERT_EQ(made, entry.made);
+            if (!made) {
+                EXPECT_FALSE(result.HasPath());
+                EXPECT_FALSE(AFile(where).Exists());
+                continue;
+            }
+            EXPECT_EQ(result.GetParentPath(), where);
+            EXPECT_EQ(result.GetAttribute(AFile::kIsDirectory), directory);
+            const std::string name = Narrow(result.GetNameStr());
+            const std::string head = entry.prefix + Narrow(thread);
+            EXPECT_EQ(name.compare(0, head.size(), head), 0) << name;
+            EXPECT_EQ(name.substr(name.size() - entry.suffix.size()), entry.suffix) << name;
+        }
+    }
+    AFile result;
+    EXPECT_FALSE(CoreFileUtils::CreateUniqueFile(APath(), AString("p"), AString(), result));
+    EXPECT_FALSE(result.HasPath());
+}
+
+TEST_F(TempEntriesTest, AllThousandNamesTakenGivesFalse) {
+    // Takes every name the call can try: those of the ticks from now on, kept ahead of the clock
+    // until the making keeps up with it.
+    const AString head = AString("u") + Decimal(platform::GetCurrentThreadId());
+    constexpr platform::DWORD kAhead = 999 + 100;
+    platform::DWORD next = platform::GetTickCount();
+    platform::DWORD now = next;
+    for (;;) {
+        now = platform::GetTickCount();
+        if (static_cast<std::int32_t>(next - (now + kAhead)) > 0) {
+            break;
+        }
+        for (; static_cast<std::int32_t>(next - (now + kAhead)) <= 0; ++next) {
+            AFile taken(fScratch);
+            ASSERT_TRUE(taken.AppendName(head + Decimal(next)));
+            ASSERT_TRUE(taken.MakeFile(false, nullptr));
+        }
+    }
+    AFile result(fScratch);
+    const bool made =
+        CoreFileUtils::CreateUniqueFile(fScratch.GetPath(), AString("u"), AString(), result);
+    if (made && platform::GetTickCount() - now > kAhead - 999) {
+        GTEST_SKIP() << "the clock ran past the names taken";
+    }
+    EXPECT_FALSE(made);
+    EXPECT_FALSE(result.HasPath());
+}
+
+TEST_F(TempEntriesTest, TwoThreadsInOneDirectoryNeverCollide) {
+    constexpr int kEach = 100;
+    std::vector<AString> names[2];
+    std::thread workers[2];
+    for (int t = 0; t < 2; ++t) {
+        workers[t] = std::thread([this, t, &names] {
+            for (int i = 0; i < kEach; ++i) {
+                AFile made;
+                if (CoreFileUtils::CreateUniqueFile(fScratch.GetPath(), AString("c"), AString(),
+                                                    made)) {
+                    names[t].push_back(made.GetNameStr());
+                }
+            }
+        });
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    std::set<std::string> distinct;
+    for (const auto& list : names) {
+        EXPECT_EQ(list.size(), static_cast<std::size_t>(kEach));
+        for (const AString& name : list) {
+            distinct.insert(Narrow(name));
+        }
+    }
+    EXPECT_EQ(distinct.size(), static_cast<std::size_t>(2 * kEach));
+    EXPECT_EQ(fScratch.GetSize(), static_cast<unsigned long long>(2 * kEach));
+}
+
+} // namespace
