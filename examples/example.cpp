@@ -53,5 +53,24 @@ int main() {
     } else {
         std::printf("could not make the tree: error %lu\n", code);
     }
+
+    // A unique temporary directory with a few entries, then deleted with all of them.
+    AFile tree;
+    if (CoreFileUtils::CreateUniqueTempDir(AString("zelk-example-"), AString(), tree)) {
+        Print("temporary", tree.GetPath(false));
+        AFile entry(tree);
+        entry.AppendName(AString("notes.txt"));
+        entry.MakeFile(false, nullptr);
+        entry.SetName(AString("sub"));
+        entry.AppendName(AString("deeper"));
+        entry.MakeDirectory(true, nullptr); // sub and sub\deeper
+        entry.AppendName(AString("data.bin"));
+        entry.MakeFile(false, nullptr);
+        entry.SetAttribute(AFile::kIsReadOnly, true);
+        std::printf("%-10s %llu entries at the top\n", "made", tree.GetSize());
+        const bool deleted = CoreFileUtils::DeleteDirectory(tree, true);
+        std::printf("%-10s %s, still there: %s\n", "deleted", deleted ? "yes" : "no",
+                    tree.Exists() ? "yes" : "no");
+    }
     return 0;
 }
