@@ -142,20 +142,30 @@ TEST_F(TempEntriesTest, UniqueNamesInMissingDirectories) {
 
 TEST_F(TempEntriesTest, AllThousandNamesTakenGivesFalse) {
     // Takes every name the call can try: those of the ticks from now on, kept ahead of the clock
-    // until the making keeps up with it.
-    const AString head = AString("u") + Decimal(platform::GetCurrentThreadId());
-    constexpr platform::DWORD kAhead = 999 + 100;
-    platform::DWORD next = platform::GetTickCount();
-    platform::DWORD now = next;
+    // until the making keeps up with it. The files are made through the platform directly, as
+    // cheaply as it goes.
+    const AString head =
+        fScratch.GetPath(true) + AString("\\u") + Decimal(platform::GetCurrentThreadId());
+    constexpr platform::DWORD kAhead = 999 + 200;
+    const platform::DWORD start = platform::GetTickCount();
+    platform::DWORD next = start;
+    platform::DWORD now = start;
     for (;;) {
         now = platform::GetTickCount();
+        // Catching up needs well over one file a millisecond (Wine makes fewer).
+        if (now - start > 20000 || (next - start >= 200 && now - start > (next - start) * 3 / 4)) {
+            GTEST_SKIP() << "this host makes files too slowly to keep ahead of its clock";
+        }
         if (static_cast<std::int32_t>(next - (now + kAhead)) > 0) {
             break;
         }
-        for (; static_cast<std::int32_t>(next - (now + kAhead)) <= 0; ++next) {
-            AFile taken(fScratch);
-            ASSERT_TRUE(taken.AppendName(head + Decimal(next)));
-            ASSERT_TRUE(taken.MakeFile(false, nullptr));
+        for (int batch = 0; batch < 100; ++batch, ++next) {
+            const AString name = head + Decimal(next);
+            const platform::HANDLE file =
+                platform::CreateFileW(name.GrabWString(), platform::GENERIC_WRITE, 0, nullptr,
+                                      platform::CREATE_NEW, 0, nullptr);
+            ASSERT_NE(file, platform::INVALID_HANDLE_VALUE);
+            platform::CloseHandle(file);
         }
     }
     AFile result(fScratch);
