@@ -2,25 +2,24 @@
 // PathChanged calls they make.
 #include <zelk/afile.h>
 
-#include <zelk/aallocator.h>
 #include <zelk/apath.h>
 #include <zelk/apathcomponent.h>
-#include <zelk/astring.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
-#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
 
-using vorlan::zelk::AAllocator;
 using vorlan::zelk::AFile;
 using vorlan::zelk::APath;
 using vorlan::zelk::APathComponent;
 using vorlan::zelk::AString;
+using zelktest::Narrow;
 
 namespace {
+
+using Changes = std::vector<std::string>;
 
 // Records every text PathChanged is given.
 class RecordingFile : public AFile {
@@ -31,57 +30,25 @@ public:
     // Assignment of the base part alone, so that the record stays.
     void Assign(const AFile& other) { AFile::operator=(other); }
 
-    std::vector<std::string> fChanges;
+    Changes fChanges;
 
 protected:
-    void PathChanged(const AString& nativePath) override {
-        std::string text;
-        for (unsigned long i = 0; i < nativePath.UTF16Count(); ++i) {
-            text += static_cast<char>(nativePath.GrabWString()[i]);
-        }
-        fChanges.push_back(text);
-    }
+    void PathChanged(const AString& nativePath) override { fChanges.push_back(Narrow(nativePath)); }
 };
-
-std::string Narrow(const AString& text) {
-    std::string out;
-    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
-        out += static_cast<char>(text.GrabWString()[i]);
-    }
-    return out;
-}
 
 APath WinPath(const char* text) {
     return APath(AString(text), APath::kWinPath);
 }
 
-using Changes = std::vector<std::string>;
-
-// Counts the blocks taken through the hooks, to tell whether an implementation object was made.
-int gAllocations = 0;
-bool gRefuse = false;
-
-void* CountingAlloc(unsigned long long size) {
-    ++gAllocations;
-    return gRefuse ? nullptr : std::malloc(static_cast<std::size_t>(size));
+// An AFile with an object but an empty path.
+AFile EmptyObject() {
+    AFile file;
+    file.DeleteOnDestroy(true);
+    file.DeleteOnDestroy(false);
+    return file;
 }
 
-void CountingFree(void* pointer) {
-    std::free(pointer);
-}
-
-class HookedTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        gAllocations = 0;
-        gRefuse = false;
-        AAllocator::RegisterMemoryProcs(CountingAlloc, CountingFree);
-    }
-    void TearDown() override {
-        gRefuse = false;
-        AAllocator::RegisterMemoryProcs(nullptr, nullptr);
-    }
-};
+using HookedTest = zelktest::HookedTest;
 
 // ---- The three states ---------------------------------------------------------------------
 
@@ -97,16 +64,11 @@ TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
             EXPECT_TRUE(*left == *right);
             EXPECT_FALSE(*left != *right);
         }
-        EXPECT_FALSE(left->HasPath());
-        EXPECT_FALSE(left->HasParentPath());
-        EXPECT_FALSE(left->HasValidPath());
-        EXPECT_TRUE(left->GetPath(true).IsEmpty());
-        EXPECT_TRUE(left->GetPath(false).IsEmpty());
+        EXPECT_FALSE(left->HasPath() || left->HasParentPath() || left->HasValidPath());
+        EXPECT_TRUE(left->GetPath(true).IsEmpty() && left->GetPath(false).IsEmpty());
         EXPECT_TRUE(left->GetPath().IsEmpty());
-        EXPECT_TRUE(left->GetParentPath().IsEmpty());
-        EXPECT_TRUE(left->GetParentPath(true).IsEmpty());
-        EXPECT_TRUE(left->GetName().IsEmpty());
-        EXPECT_TRUE(left->GetNameStr().IsEmpty());
+        EXPECT_TRUE(left->GetParentPath().IsEmpty() && left->GetParentPath(true).IsEmpty());
+        EXPECT_TRUE(left->GetName().IsEmpty() && left->GetNameStr().IsEmpty());
         EXPECT_FALSE(left->Exists());
         EXPECT_TRUE(left->IsEmpty());
         EXPECT_EQ(left->GetSize(), 0u);
@@ -114,21 +76,18 @@ TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
     EXPECT_FALSE(none == AFile(AString("C:\\x")));
 }
 
-TEST(AFileStates, CreationOpsWithoutObjectReportBadPath) {
-    AFile none;
-    unsigned long code = 7;
-    EXPECT_FALSE(none.MakeFile(true, &code));
-    EXPECT_EQ(code, 161u);
-    code = 7;
-    EXPECT_FALSE(none.MakeDirectory(false, &code));
-    EXPECT_EQ(code, 161u);
-    EXPECT_FALSE(none.MakeFile(true, nullptr));
-    // With an object but an empty path the answer is the same.
-    AFile emptyPath;
-    emptyPath.DeleteOnDestroy(true);
-    code = 7;
-    EXPECT_FALSE(emptyPath.MakeDirectory(true, &code));
-    EXPECT_EQ(code, 161u);
+// Without an object, or with an empty path, creation reports a bad path.
+TEST(AFileStates, CreationOpsWithoutPathReportBadPath) {
+    AFile files[] = {AFile(), EmptyObject()};
+    for (AFile& file : files) {
+        unsigned long code = 7;
+        EXPECT_FALSE(file.MakeFile(true, &code));
+        EXPECT_EQ(code, 161u);
+        code = 7;
+        EXPECT_FALSE(file.MakeDirectory(false, &code));
+        EXPECT_EQ(code, 161u);
+        EXPECT_FALSE(file.MakeFile(true, nullptr));
+    }
 }
 
 TEST(AFileStates, StructuresLeftAloneWithoutObjectClearedWithOne) {
@@ -137,8 +96,7 @@ TEST(AFileStates, StructuresLeftAloneWithoutObjectClearedWithOne) {
     EXPECT_EQ(times.fCreationTime, 1u);
     EXPECT_EQ(times.fAccessTime, 3u);
 
-    AFile emptyPath;
-    emptyPath.DeleteOnDestroy(true);
+    const AFile emptyPath = EmptyObject();
     EXPECT_FALSE(emptyPath.GetAttributes(times));
     EXPECT_EQ(times.fCreationTime, 0u);
     EXPECT_EQ(times.fModificationTime, 0u);
@@ -160,7 +118,7 @@ TEST(AFileStates, StructuresLeftAloneWithoutObjectClearedWithOne) {
 }
 
 TEST_F(HookedTest, NothingToStoreAllocatesNothing) {
-    const int baseline = gAllocations;
+    const int baseline = zelktest::gAllocations;
     {
         AFile none;
         AFile copy(none);
@@ -170,7 +128,7 @@ TEST_F(HookedTest, NothingToStoreAllocatesNothing) {
         EXPECT_TRUE(none.RemoveName());
         EXPECT_FALSE(none.HasPath());
     }
-    EXPECT_EQ(gAllocations, baseline);
+    EXPECT_EQ(zelktest::gAllocations, baseline);
 }
 
 TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
@@ -179,7 +137,7 @@ TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
     RecordingFile source(path);
     source.DeleteOnDestroy(true);
     RecordingFile file;
-    gRefuse = true;
+    zelktest::gFailFrom = 0;
     EXPECT_FALSE(file.AppendName(name));
     EXPECT_FALSE(file.SetName(name));
     file.SetPath(path);
@@ -187,7 +145,7 @@ TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
     file.DeleteOnDestroy(true);
     file.Assign(source);
     AFile copy(source);
-    gRefuse = false;
+    zelktest::gFailFrom = ~0ull;
     EXPECT_FALSE(file.HasPath());
     EXPECT_FALSE(copy.HasPath());
     EXPECT_TRUE(file.fChanges.empty());
@@ -197,13 +155,14 @@ TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
 
 // ---- Copying, assigning, moving -------------------------------------------------------------
 
-TEST(AFileCopy, CopyCarriesPathAndIsIndependent) {
+TEST(AFileCopy, CopyIsIndependentAndSelfAssignmentDoesNothing) {
     RecordingFile source(AString("C:\\dir\\x.txt"));
     AFile copy(source);
     EXPECT_TRUE(copy == source);
+    source.Assign(source);
+    EXPECT_TRUE(source.fChanges.empty());
     ASSERT_TRUE(source.SetName(AString("y.txt")));
     EXPECT_EQ(Narrow(copy.GetPath(true)), "C:\\dir\\x.txt");
-    EXPECT_EQ(Narrow(source.GetPath(true)), "C:\\dir\\y.txt");
     EXPECT_EQ(source.fChanges, Changes{"C:\\dir\\y.txt"});
 }
 
@@ -218,15 +177,9 @@ struct AssignRow {
 };
 
 void Prepare(AFile& file, const char* state) {
-    if (state == nullptr) {
-        return;
+    if (state != nullptr) {
+        *state == 0 ? (void)(file = EmptyObject()) : file.SetPath(AString(state));
     }
-    if (*state == 0) {
-        file.DeleteOnDestroy(true);
-        file.DeleteOnDestroy(false);
-        return;
-    }
-    file.SetPath(AString(state));
 }
 
 TEST(AFileCopy, AssignmentCallsTheHookAsTold) {
@@ -253,13 +206,6 @@ TEST(AFileCopy, AssignmentCallsTheHookAsTold) {
         EXPECT_EQ(Narrow(target.GetPath(true)), row.after);
         EXPECT_TRUE(target == source);
     }
-}
-
-TEST(AFileCopy, SelfAssignmentDoesNothing) {
-    RecordingFile file(AString("C:\\a"));
-    file.Assign(file);
-    EXPECT_TRUE(file.fChanges.empty());
-    EXPECT_EQ(Narrow(file.GetPath(true)), "C:\\a");
 }
 
 TEST(AFileCopy, MovesCallNoHookAndSwap) {
@@ -300,20 +246,13 @@ TEST(AFileNaming, AppendNameAndItsLengthLimit) {
     EXPECT_TRUE(file.AppendName(AString(longest.c_str())));
     EXPECT_EQ(file.fChanges, Changes{"C:\\d\\" + longest});
     EXPECT_FALSE(file.SetName(AString(tooLong.c_str())));
-    EXPECT_EQ(file.fChanges.size(), 1u);
-}
-
-TEST(AFileNaming, LengthCountsUnitsNotCharacters) {
-    // 128 surrogate pairs: 128 characters but 256 units.
-    std::vector<unsigned short> units;
+    // The limit counts units: 128 surrogate pairs are 128 characters but 256 units.
+    AString pairs;
     for (int i = 0; i < 128; ++i) {
-        units.push_back(0xD83D);
-        units.push_back(0xDE00);
+        pairs.Append(reinterpret_cast<const unsigned short*>(u"\xD83D\xDE00"));
     }
-    const AString pairs(units.data(), static_cast<unsigned long>(units.size()));
-    AFile file(AString("C:\\dir"));
     EXPECT_FALSE(file.AppendName(pairs));
-    EXPECT_EQ(Narrow(file.GetPath(true)), "C:\\dir");
+    EXPECT_EQ(file.fChanges.size(), 1u);
 }
 
 TEST(AFileNaming, SetNameRemoveNameAndTheHook) {
@@ -365,11 +304,10 @@ TEST(AFileNaming, SetParentPath) {
     EXPECT_TRUE(file.GetParentPath() == WinPath("E:\\e"));
 
     // On an empty path the argument becomes the whole path.
-    RecordingFile empty;
+    RecordingFile empty, emptyToo;
     empty.SetParentPath(AString("C:\\p"));
-    EXPECT_EQ(empty.fChanges, Changes{"C:\\p"});
-    RecordingFile emptyToo;
     emptyToo.SetParentPath(WinPath("C:\\q"));
+    EXPECT_EQ(empty.fChanges, Changes{"C:\\p"});
     EXPECT_EQ(emptyToo.fChanges, Changes{"C:\\q"});
     EXPECT_TRUE(emptyToo.GetPath() == WinPath("C:\\q"));
 }
