@@ -10,14 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 using vorlan::zelk::AFile;
 using vorlan::zelk::APath;
-using vorlan::zelk::APathComponent;
 using vorlan::zelk::AString;
 using vorlan::zelk::CorePathUtils;
 
@@ -27,44 +25,28 @@ constexpr unsigned long kBadPathName = 161;
 constexpr unsigned long kAlreadyExists = 183;
 constexpr unsigned long kPathNotFound = 3;
 
+// A name no earlier run left behind.
 std::string UniqueName() {
-    std::random_device device;
-    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-    std::mt19937_64 generator(device() ^ static_cast<unsigned long long>(ticks));
-    const char digits[] = "0123456789abcdef";
-    std::string name = "zelk-afileops-";
-    for (int i = 0; i < 12; ++i) {
-        name += digits[generator() % 16];
-    }
-    return name;
+    static int counter = 0;
+    return "zelk-afileops-" +
+           std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + "-" +
+           std::to_string(++counter);
 }
 
-// Puts the current directory back on every way out.
-class CurrentDirGuard {
-public:
-    CurrentDirGuard() : fSaved(CorePathUtils::GetCurrentDir()) {}
-    ~CurrentDirGuard() { CorePathUtils::SetCurrentDir(fSaved); }
-    CurrentDirGuard(const CurrentDirGuard&) = delete;
-    CurrentDirGuard& operator=(const CurrentDirGuard&) = delete;
-
-private:
-    APath fSaved;
-};
-
 // Every test works below a fresh directory in the current directory, which tear-down removes with
-// whatever the test told it about.
+// whatever the test told it about; the current directory is put back too.
 class AFileOpsTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        const APath base = CorePathUtils::GetCurrentDir();
-        ASSERT_FALSE(base.IsEmpty());
-        fRoot.SetPath(base);
+        ASSERT_FALSE(fSavedDir.IsEmpty());
+        fRoot.SetPath(fSavedDir);
         ASSERT_TRUE(fRoot.AppendName(AString(UniqueName().c_str())));
         unsigned long code = 0;
         ASSERT_TRUE(fRoot.MakeDirectory(false, &code)) << code;
     }
 
     void TearDown() override {
+        CorePathUtils::SetCurrentDir(fSavedDir);
         for (auto it = fMade.rbegin(); it != fMade.rend(); ++it) {
             (void)it->SetAttribute(AFile::kIsReadOnly, false);
             (void)it->Delete();
@@ -96,6 +78,7 @@ protected:
         return file;
     }
 
+    const APath fSavedDir = CorePathUtils::GetCurrentDir();
     AFile fRoot;
     std::vector<AFile> fMade;
 };
@@ -124,72 +107,53 @@ TEST_F(AFileOpsTest, CreateTestAndDelete) {
     EXPECT_FALSE(directory.Delete()) << "deletion is not recursive";
 }
 
-// One row of the failure table: entries made first, then the creation asked for.
+// One row of the failure table: an entry made first, then the creation asked for.
 struct MakeRow {
     const char* name;
-    std::vector<const char*> files;       // made as files before the call
-    std::vector<const char*> directories; // made as directories before the call
+    const char* file; // made as a file before the call, or null
+    const char* dir;  // made as a directory before the call, or null
     const char* target;
-    bool directory;
-    bool makeParents;
-    bool succeeds;
+    bool directory, makeParents, succeeds;
     unsigned long code;
     std::vector<const char*> absent; // must not exist afterwards
 };
 
 TEST_F(AFileOpsTest, CreationResultsAndCodes) {
+    const char* none = nullptr;
     const MakeRow rows[] = {
-        {"file", {}, {}, "f", false, false, true, 0, {}},
-        {"directory", {}, {}, "d", true, true, true, 0, {}},
-        {"file where a file is", {"e1"}, {}, "e1", false, true, false, kAlreadyExists, {}},
-        {"directory where a file is", {"e2"}, {}, "e2", true, false, false, kAlreadyExists, {}},
-        {"file where a directory is", {}, {"e3"}, "e3", false, false, false, kAlreadyExists, {}},
-        {"directory where one is", {}, {"e4"}, "e4", true, true, false, kAlreadyExists, {}},
-        {"parent is a file", {"pf"}, {}, "pf\\x", true, true, false, kBadPathName, {"pf\\x"}},
-        {"ancestor is a file",
-         {"af"},
-         {},
-         "af\\x\\y\\z",
-         false,
-         true,
-         false,
-         kBadPathName,
-         {"af\\x", "af\\x\\y"}},
-        {"missing parent without makeParents",
-         {},
-         {},
-         "mp\\x",
-         false,
-         false,
-         false,
-         kPathNotFound,
-         {"mp"}},
-        {"missing parents made", {}, {}, "q1\\q2\\q3", false, true, true, 0, {}},
+        {"file", none, none, "f", false, false, true, 0, {}},
+        {"directory", none, none, "d", true, true, true, 0, {}},
+        {"file where a file is", "e1", none, "e1", false, true, false, kAlreadyExists, {}},
+        {"directory where a file is", "e2", none, "e2", true, false, false, kAlreadyExists, {}},
+        {"file where a directory is", none, "e3", "e3", false, false, false, kAlreadyExists, {}},
+        {"directory where one is", none, "e4", "e4", true, true, false, kAlreadyExists, {}},
+        {"parent is a file", "pf", none, "pf\\x", true, true, false, kBadPathName, {"pf\\x"}},
+        {"ancestor a file", "af", none, "af\\x\\y\\z", false, true, false, kBadPathName, {"af\\x"}},
+        {"no parent, none made", none, none, "mp\\x", false, false, false, kPathNotFound, {"mp"}},
+        {"missing parents made", none, none, "q1\\q2\\q3", false, true, true, 0, {}},
     };
     for (const MakeRow& row : rows) {
         SCOPED_TRACE(row.name);
-        for (const char* file : row.files) {
-            NewFile(file);
+        if (row.file != nullptr) {
+            NewFile(row.file);
         }
-        for (const char* directory : row.directories) {
-            NewDirectory(directory);
+        if (row.dir != nullptr) {
+            NewDirectory(row.dir);
         }
         // Every ancestor of the target is remembered for tear-down.
-        std::string partial;
-        for (const char* c = row.target; *c != 0; ++c) {
-            if (*c == '\\') {
-                At(partial.c_str());
-            }
-            partial += *c;
+        const std::string target = row.target;
+        for (std::size_t at = target.find('\\'); at != std::string::npos;
+             at = target.find('\\', at + 1)) {
+            At(target.substr(0, at).c_str());
         }
-        AFile target = At(row.target);
+        AFile made = At(row.target);
         unsigned long code = 99;
-        const bool made = row.directory ? target.MakeDirectory(row.makeParents, &code)
-                                        : target.MakeFile(row.makeParents, &code);
-        EXPECT_EQ(made, row.succeeds);
+        EXPECT_EQ(row.directory ? made.MakeDirectory(row.makeParents, &code)
+                                : made.MakeFile(row.makeParents, &code),
+                  row.succeeds);
         EXPECT_EQ(code, row.code);
         if (row.succeeds) {
-            EXPECT_EQ(target.GetAttribute(AFile::kIsDirectory), row.directory);
+            EXPECT_EQ(made.GetAttribute(AFile::kIsDirectory), row.directory);
         }
         for (const char* absent : row.absent) {
             EXPECT_FALSE(At(absent).Exists()) << absent;
@@ -197,54 +161,46 @@ TEST_F(AFileOpsTest, CreationResultsAndCodes) {
     }
 }
 
-TEST_F(AFileOpsTest, OneComponentPathWithParentsIsABadPath) {
-    const std::string name = UniqueName();
-    AFile single{AString(name.c_str())};
-    unsigned long code = 0;
-    EXPECT_FALSE(single.MakeDirectory(true, &code));
-    EXPECT_EQ(code, kBadPathName);
-    EXPECT_FALSE(single.Exists());
-}
-
 TEST_F(AFileOpsTest, ParentLoopOnAnAbsolutePath) {
     NewDirectory("a");
-    AFile b = At("a\\b");
-    AFile c = At("a\\b\\c");
-    AFile d = At("a\\b\\c\\d");
+    AFile b = At("a\\b"), c = At("a\\b\\c"), d = At("a\\b\\c\\d");
     unsigned long code = 99;
     EXPECT_TRUE(d.MakeDirectory(true, &code));
     EXPECT_EQ(code, 0u);
-    EXPECT_TRUE(b.GetAttribute(AFile::kIsDirectory));
-    EXPECT_TRUE(c.GetAttribute(AFile::kIsDirectory));
-    EXPECT_TRUE(d.GetAttribute(AFile::kIsDirectory));
+    for (const AFile& made : {b, c, d}) {
+        EXPECT_TRUE(made.GetAttribute(AFile::kIsDirectory));
+    }
     // Everything there already: only the final entry is refused.
     EXPECT_FALSE(d.MakeFile(true, &code));
     EXPECT_EQ(code, kAlreadyExists);
 }
 
-TEST_F(AFileOpsTest, ParentLoopWithoutDriveStartsAtTheThirdComponent) {
-    CurrentDirGuard keep;
+// A path without a drive counts its first two components as server and share: the parent loop
+// makes nothing there. One component with parents asked for is a bad path.
+TEST_F(AFileOpsTest, ParentLoopOnPathsWithoutDrive) {
     ASSERT_TRUE(CorePathUtils::SetCurrentDir(fRoot.GetPath()));
     NewDirectory("m1");
-    At("m1\\m2");
-    At("m1\\m2\\m3");
-    At("m1\\m2\\m3\\x");
-    At("p1");
-
-    // The first two components of a path without a drive count as server and share: the loop
-    // makes nothing there, and the missing m2 fails the creation of m1\m2\m3.
-    AFile deep{AString("m1\\m2\\m3\\x")};
-    unsigned long code = 0;
-    EXPECT_FALSE(deep.MakeDirectory(true, &code));
-    EXPECT_EQ(code, kPathNotFound);
-    EXPECT_FALSE(At("m1\\m2").Exists());
-
-    // A parent of one component: the loop runs zero times and the final creation reports.
-    AFile shallow{AString("p1\\x")};
-    code = 0;
-    EXPECT_FALSE(shallow.MakeFile(true, &code));
-    EXPECT_EQ(code, kPathNotFound);
-    EXPECT_FALSE(At("p1").Exists());
+    for (const char* later : {"m1\\m2", "m1\\m2\\m3", "m1\\m2\\m3\\x", "p1", "single"}) {
+        At(later);
+    }
+    const struct {
+        const char* path;
+        bool directory;
+        unsigned long code;
+        const char* absent;
+    } rows[] = {
+        {"m1\\m2\\m3\\x", true, kPathNotFound, "m1\\m2"}, // the missing m2 fails m1\m2\m3
+        {"p1\\x", false, kPathNotFound, "p1"},            // the loop runs zero times
+        {"single", true, kBadPathName, "single"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.path);
+        AFile file{AString(row.path)};
+        unsigned long code = 0;
+        EXPECT_FALSE(row.directory ? file.MakeDirectory(true, &code) : file.MakeFile(true, &code));
+        EXPECT_EQ(code, row.code);
+        EXPECT_FALSE(At(row.absent).Exists());
+    }
 }
 
 // ---- Opening tests and touching ---------------------------------------------------------------
@@ -285,12 +241,11 @@ TEST_F(AFileOpsTest, SizeOfADirectoryIsItsNumberOfEntries) {
     AFile directory = NewDirectory("counted");
     EXPECT_EQ(directory.GetSize(), 0u);
     EXPECT_TRUE(directory.IsEmpty());
-    NewFile("counted\\one");
-    NewFile("counted\\two.txt");
-    NewFile("counted\\.three");
     NewDirectory("counted\\sub1");
     NewDirectory("counted\\sub2");
-    NewFile("counted\\sub2\\deeper");
+    for (const char* file : {"counted\\1", "counted\\2.txt", "counted\\.3", "counted\\sub2\\4"}) {
+        NewFile(file);
+    }
     EXPECT_EQ(directory.GetSize(), 5u);
     EXPECT_FALSE(directory.IsEmpty());
     EXPECT_EQ(At("nothing").GetSize(), 0u);
@@ -307,10 +262,13 @@ TEST_F(AFileOpsTest, ParentExists) {
 
 // ---- Attributes ------------------------------------------------------------------------------
 
+// An alias is known by its name alone; an empty ".lnk" file resolves to nothing.
 TEST_F(AFileOpsTest, AliasByNameAlone) {
     AFile missing = At("missing.lnk");
     EXPECT_TRUE(missing.GetAttribute(AFile::kIsAlias));
-    EXPECT_FALSE(missing.GetAttribute(AFile::kIsFile));
+    EXPECT_FALSE(missing.GetAttribute(AFile::kIsFile) ||
+                 missing.GetAttribute(AFile::kIsAliasToFile) ||
+                 missing.GetAttribute(AFile::kIsAliasToDirectory));
     AFile::BoolAttributes flags;
     flags.fIsAlias = flags.fIsFile = true;
     EXPECT_FALSE(missing.GetAttributes(flags, true, true));
@@ -323,28 +281,15 @@ TEST_F(AFileOpsTest, AliasByNameAlone) {
 
     AFile file = NewFile("empty.Lnk");
     EXPECT_TRUE(file.GetAttribute(AFile::kIsAlias));
-    EXPECT_FALSE(file.GetAttribute(AFile::kIsFile));
-    ASSERT_TRUE(file.GetAttributes(flags, false, false));
-    EXPECT_TRUE(flags.fIsAlias);
-    EXPECT_FALSE(flags.fIsFile || flags.fIsDirectory);
-    EXPECT_FALSE(flags.fIsAliasToFile || flags.fIsAliasToDirectory);
-    EXPECT_FALSE(flags.fIsReadable || flags.fIsWritable);
-
+    EXPECT_FALSE(file.GetAttribute(AFile::kIsFile) || file.GetAttribute(AFile::kIsAliasToFile));
+    for (bool resolve : {false, true}) {
+        ASSERT_TRUE(file.GetAttributes(flags, resolve, false));
+        EXPECT_TRUE(flags.fIsAlias);
+        EXPECT_FALSE(flags.fIsFile || flags.fIsDirectory || flags.fIsReadable || flags.fIsWritable);
+        EXPECT_FALSE(flags.fIsAliasToFile || flags.fIsAliasToDirectory);
+    }
     EXPECT_FALSE(At("x.lnk2").GetAttribute(AFile::kIsAlias));
     EXPECT_FALSE(At("lnk").GetAttribute(AFile::kIsAlias));
-}
-
-TEST_F(AFileOpsTest, AliasesThatDoNotResolve) {
-    AFile missing = At("missing.lnk");
-    EXPECT_FALSE(missing.GetAttribute(AFile::kIsAliasToFile));
-    EXPECT_FALSE(missing.GetAttribute(AFile::kIsAliasToDirectory));
-    // An empty file is no shell link: the structure form still succeeds.
-    AFile garbage = NewFile("garbage.lnk");
-    AFile::BoolAttributes flags;
-    ASSERT_TRUE(garbage.GetAttributes(flags, true, false));
-    EXPECT_TRUE(flags.fIsAlias);
-    EXPECT_FALSE(flags.fIsAliasToFile || flags.fIsAliasToDirectory);
-    EXPECT_FALSE(garbage.GetAttribute(AFile::kIsAliasToFile));
 }
 
 TEST_F(AFileOpsTest, StructureOfAPlainFile) {
@@ -424,7 +369,8 @@ TEST_F(AFileOpsTest, TimeSetThenReadBack) {
 
 // ---- Deletion when the object dies -------------------------------------------------------------
 
-TEST_F(AFileOpsTest, DeleteOnDestroyFollowsTheLastPath) {
+// The mark follows a path change, a move and a copy.
+TEST_F(AFileOpsTest, DeleteOnDestroyFollowsPathAndObject) {
     AFile first = NewFile("first");
     AFile second = NewFile("second");
     {
@@ -440,9 +386,7 @@ TEST_F(AFileOpsTest, DeleteOnDestroyFollowsTheLastPath) {
         marked.DeleteOnDestroy(false);
     }
     EXPECT_TRUE(first.Exists());
-}
 
-TEST_F(AFileOpsTest, DeleteOnDestroyAndMoves) {
     AFile kept = NewFile("kept");
     AFile handed = NewFile("handed");
     AFile copied = NewFile("copied");
