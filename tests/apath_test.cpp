@@ -1,11 +1,10 @@
 // Tests of APath: parsing in both notations, rendering, long-path forms and editing.
 #include <zelk/apath.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -29,13 +28,7 @@ APathComponent C(const char* text) {
     return APathComponent(AString(text));
 }
 
-std::string Str(const AString& text) {
-    std::string out;
-    for (const unsigned short* unit = text.GrabWString(); *unit != 0; ++unit) {
-        out += static_cast<char>(*unit);
-    }
-    return out;
-}
+using zelktest::Narrow;
 
 // Components are written as their text, with a trailing '*' for a drive and "" for an empty one.
 using Components = std::vector<std::string>;
@@ -43,7 +36,7 @@ using Components = std::vector<std::string>;
 Components ComponentsOf(const APath& path) {
     Components out;
     for (unsigned long i = 0; i < path.Size(); ++i) {
-        out.push_back(Str(path[i].Get()) + (path[i].IsWinDrive() ? "*" : ""));
+        out.push_back(Narrow(path[i].Get()) + (path[i].IsWinDrive() ? "*" : ""));
     }
     return out;
 }
@@ -146,7 +139,7 @@ void CheckParseRows(const ParseRow* rows, std::size_t count, APath::PathType typ
         EXPECT_TRUE(again.SetPath(AString(row.text), type));
         EXPECT_EQ(again, path);
         const APath back(path.GetPath(type, false), type);
-        EXPECT_EQ(back == path, row.roundTrip) << Str(path.GetPath(type, false));
+        EXPECT_EQ(back == path, row.roundTrip) << Narrow(path.GetPath(type, false));
     }
 }
 
@@ -231,7 +224,7 @@ const RenderRow kRenderRows[] = {
 TEST(APathRender, Tables) {
     for (const RenderRow& row : kRenderRows) {
         const APath path = Build(row.components, row.absolute);
-        SCOPED_TRACE(Str(path.GetPath(kWin, false)) + " count " + std::to_string(row.count));
+        SCOPED_TRACE(Narrow(path.GetPath(kWin, false)) + " count " + std::to_string(row.count));
         const bool whole = row.count == path.Size();
         ASSERT_TRUE(whole || row.count + 1 == path.Size());
         for (APath::PathType type : {kPosix, kWin, APath::kNativePath}) {
@@ -239,18 +232,18 @@ TEST(APathRender, Tables) {
             if (expected != nullptr) {
                 const AString text =
                     whole ? path.GetPath(type, true) : path.GetParentPath(type, true);
-                EXPECT_EQ(Str(text), expected);
+                EXPECT_EQ(Narrow(text), expected);
             }
         }
     }
 }
 
 TEST(APathRender, EdgeCases) {
-    EXPECT_EQ(Str(APath().GetParentPath(kPosix, true)), "");
-    EXPECT_EQ(Str(W("C:\\dir").GetPath(static_cast<APath::PathType>(0), false)), "");
-    EXPECT_EQ(Str(W("C:\\dir").GetPath(static_cast<APath::PathType>(4), false)), "");
-    EXPECT_EQ(Str(W("C:").GetParentPath(kWin, false)), "");
-    EXPECT_EQ(Str(W("\\\\?\\C:\\dir").GetPath(kWin, true)), "C:\\dir");
+    EXPECT_EQ(Narrow(APath().GetParentPath(kPosix, true)), "");
+    EXPECT_EQ(Narrow(W("C:\\dir").GetPath(static_cast<APath::PathType>(0), false)), "");
+    EXPECT_EQ(Narrow(W("C:\\dir").GetPath(static_cast<APath::PathType>(4), false)), "");
+    EXPECT_EQ(Narrow(W("C:").GetParentPath(kWin, false)), "");
+    EXPECT_EQ(Narrow(W("\\\\?\\C:\\dir").GetPath(kWin, true)), "C:\\dir");
 }
 
 // A text of exactly length characters: head, then segments of 'a'.
@@ -266,25 +259,25 @@ std::string LongText(const std::string& head, std::size_t length) {
 TEST(APathRender, LongPathPrefix) {
     const std::string drive260 = LongText("C:\\", 260), drive261 = LongText("C:\\", 261);
     const std::string unc261 = LongText("\\\\server\\share\\", 261);
-    EXPECT_EQ(Str(W(drive260).GetPath(kWin, true)), drive260);
+    EXPECT_EQ(Narrow(W(drive260).GetPath(kWin, true)), drive260);
     const APath drive = W(drive261), unc = W(unc261);
     const AString driveLong = drive.GetPath(kWin, true);
     const AString uncLong = unc.GetPath(kWin, true);
     EXPECT_EQ(driveLong.CharCount(), 265u);
-    EXPECT_EQ(Str(driveLong), "\\\\?\\" + drive261);
+    EXPECT_EQ(Narrow(driveLong), "\\\\?\\" + drive261);
     EXPECT_EQ(uncLong.CharCount(), 267u);
-    EXPECT_EQ(Str(uncLong), "\\\\?\\UNC\\" + unc261.substr(2));
+    EXPECT_EQ(Narrow(uncLong), "\\\\?\\UNC\\" + unc261.substr(2));
     EXPECT_EQ(APath(driveLong, kWin), drive);
     EXPECT_EQ(APath(uncLong, kWin), unc);
     // Without the flag, relative, or in POSIX notation: no prefix.
-    EXPECT_EQ(Str(drive.GetPath(kWin, false)), drive261);
-    EXPECT_EQ(Str(drive.GetPath(kPosix, true))[0], '/');
+    EXPECT_EQ(Narrow(drive.GetPath(kWin, false)), drive261);
+    EXPECT_EQ(Narrow(drive.GetPath(kPosix, true))[0], '/');
     const std::string relative = LongText("d\\", 300);
-    EXPECT_EQ(Str(W(relative).GetPath(kWin, true)), relative);
+    EXPECT_EQ(Narrow(W(relative).GetPath(kWin, true)), relative);
     // The parent is counted on its own text.
-    EXPECT_EQ(Str(drive.GetParentPath(kWin, true)).substr(0, 4), "C:\\a");
+    EXPECT_EQ(Narrow(drive.GetParentPath(kWin, true)).substr(0, 4), "C:\\a");
     const APath deeper = drive + C("x");
-    EXPECT_EQ(Str(deeper.GetParentPath(kWin, true)), "\\\\?\\" + drive261);
+    EXPECT_EQ(Narrow(deeper.GetParentPath(kWin, true)), "\\\\?\\" + drive261);
     // Characters are counted, not units: a surrogate pair in 260 characters adds no prefix.
     std::vector<unsigned short> units(drive260.begin(), drive260.end() - 1);
     units.insert(units.end(), {0xD83D, 0xDE00, 0});
@@ -292,7 +285,7 @@ TEST(APathRender, LongPathPrefix) {
     EXPECT_EQ(pair.Size(), drive.Size());
     EXPECT_EQ(pair.GetPath(kWin, true), AString(units.data()));
     // An absolute list of neither shape gets "\\?\UNC\" in front of its whole text.
-    EXPECT_EQ(Str(X("/" + std::string(300, 'r')).GetPath(kWin, true)),
+    EXPECT_EQ(Narrow(X("/" + std::string(300, 'r')).GetPath(kWin, true)),
               "\\\\?\\UNC\\\\" + std::string(300, 'r'));
 }
 
@@ -373,7 +366,7 @@ TEST(APathEdit, Table) {
         SCOPED_TRACE("row " + std::to_string(r) + ": " + row.before);
         APath path = W(row.before);
         EXPECT_EQ(row.edit(path), row.result);
-        EXPECT_EQ(path, W(row.after)) << Str(path.GetPath(kWin, false));
+        EXPECT_EQ(path, W(row.after)) << Narrow(path.GetPath(kWin, false));
     }
 }
 
@@ -429,23 +422,12 @@ TEST(APathEdit, EndAndForeignIteratorsAreRefused) {
     EXPECT_EQ(ComponentsOf(path), (Components{"x", "a", "b", "x"}));
 }
 
-// An allocate procedure that fails once, for the next block.
-bool gFailNext = false;
-void* FailOnce(unsigned long long size) {
-    if (gFailNext) {
-        gFailNext = false;
-        return nullptr;
-    }
-    return std::malloc(static_cast<std::size_t>(size));
-}
-void FreeBlock(void* block) {
-    std::free(block);
-}
+using APathHooked = zelktest::HookedTest;
 
-TEST(APathEdit, PathWithoutImplementationObjectIsSafe) {
-    AAllocator::RegisterMemoryProcs(FailOnce, FreeBlock);
-    gFailNext = true;
+TEST_F(APathHooked, PathWithoutImplementationObjectIsSafe) {
+    zelktest::gFailFrom = 0;
     APath none;
+    zelktest::gFailFrom = ~0ull;
     EXPECT_TRUE(none.IsEmpty());
     EXPECT_FALSE(none.SetPath(AString("a"), kWin));
     EXPECT_FALSE(none.InsertComponent(kLast, C("a"), APath::kInsertAfter));
@@ -453,11 +435,10 @@ TEST(APathEdit, PathWithoutImplementationObjectIsSafe) {
     EXPECT_FALSE(none.DeleteComponent(none.begin()));
     none.Append(W("a")).SetAbsolute();
     EXPECT_EQ(none, APath());
-    EXPECT_EQ(Str(none.GetPath(kWin, true)), "");
+    EXPECT_EQ(Narrow(none.GetPath(kWin, true)), "");
     EXPECT_FALSE(W("a").DeleteComponent(none.begin()));
     none = W("C:\\a");
     EXPECT_EQ(none, W("C:\\a"));
-    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
 }
 
 } // namespace
