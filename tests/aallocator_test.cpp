@@ -1,38 +1,21 @@
 // Tests of the allocation hooks.
 #include <zelk/aallocator.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
+#include "testsupport.h"
 
 using vorlan::zelk::AAllocator;
+using zelktest::CountingAlloc;
+using zelktest::CountingFree;
+using zelktest::gAllocations;
+using zelktest::gFrees;
 
 namespace {
 
-int gAllocations = 0;
-int gFrees = 0;
-
-void* CountingAlloc(unsigned long long size) {
-    ++gAllocations;
-    return std::malloc(static_cast<std::size_t>(size));
-}
-
-void CountingFree(void* pointer) {
-    ++gFrees;
-    std::free(pointer);
-}
-
-void* FailingAlloc(unsigned long long) {
-    return nullptr;
-}
-
-class AAllocatorTest : public ::testing::Test {
-protected:
-    void SetUp() override { gAllocations = gFrees = 0; }
-    void TearDown() override { AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
-};
+// Starts on the counting hooks; each test registers what it needs.
+using AAllocatorTest = zelktest::HookedTest;
 
 TEST_F(AAllocatorTest, SlotsReportWhatIsStoredAndNullMeansDefault) {
+    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
     EXPECT_EQ(AAllocator::GetAllocateProc(), nullptr);
     EXPECT_EQ(AAllocator::GetFreeProc(), nullptr);
     AAllocator::RegisterMemoryProcs(CountingAlloc, nullptr);
@@ -44,12 +27,9 @@ TEST_F(AAllocatorTest, SlotsReportWhatIsStoredAndNullMeansDefault) {
     AAllocator::Free(block);
     EXPECT_EQ(gAllocations, 1);
     EXPECT_EQ(gFrees, 0);
-    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
-    EXPECT_EQ(AAllocator::GetAllocateProc(), nullptr);
 }
 
 TEST_F(AAllocatorTest, NullIsNeverPassedToTheFreeProcedure) {
-    AAllocator::RegisterMemoryProcs(CountingAlloc, CountingFree);
     AAllocator::Free(nullptr);
     EXPECT_EQ(gFrees, 0);
     AAllocator::Free(AAllocator::Alloc(1));
@@ -57,7 +37,7 @@ TEST_F(AAllocatorTest, NullIsNeverPassedToTheFreeProcedure) {
 }
 
 TEST_F(AAllocatorTest, RegisteredNullResultIsPassedOnAndDefaultNeverGivesNull) {
-    AAllocator::RegisterMemoryProcs(FailingAlloc, CountingFree);
+    zelktest::gFailFrom = 0;
     EXPECT_EQ(AAllocator::Alloc(8), nullptr);
     AAllocator::RegisterMemoryProcs(nullptr, nullptr);
     void* block = AAllocator::Alloc(0);
