@@ -1,14 +1,12 @@
 // Tests of the byte string: growth figures, 0 bytes, self-reference, errors and allocation failure.
 #include <zelk/astring8.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
-#include <cstdlib>
 #include <new>
 #include <stdexcept>
 #include <string>
 
-using vorlan::zelk::AAllocator;
 using vorlan::zelk::AString8;
 
 namespace {
@@ -135,39 +133,18 @@ TEST(AString8Test, NullPointersAreTheEmptyText) {
     EXPECT_TRUE(text.empty());
 }
 
-// A hook pair that counts live blocks and can refuse blocks from a given size on.
-int gLiveBlocks = 0;
-unsigned long long gRefuseFrom = ~0ull;
-
-void* LimitedAlloc(unsigned long long size) {
-    if (size >= gRefuseFrom) {
-        return nullptr;
-    }
-    ++gLiveBlocks;
-    return std::malloc(static_cast<std::size_t>(size));
-}
-
-void CountedFree(void* pointer) {
-    --gLiveBlocks;
-    std::free(pointer);
-}
-
-class AString8AllocationTest : public ::testing::Test {
+// Every block handed out is freed again by the end of each test.
+class AString8AllocationTest : public zelktest::HookedTest {
 protected:
-    void SetUp() override {
-        gLiveBlocks = 0;
-        gRefuseFrom = ~0ull;
-        AAllocator::RegisterMemoryProcs(LimitedAlloc, CountedFree);
-    }
     void TearDown() override {
-        EXPECT_EQ(gLiveBlocks, 0);
-        AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+        EXPECT_EQ(zelktest::gAllocations, zelktest::gFrees);
+        HookedTest::TearDown();
     }
 };
 
 TEST_F(AString8AllocationTest, RefusedTextBlockThrowsAndLeavesTheString) {
     AString8 text("abc");
-    gRefuseFrom = 33; // a record fits, a block of capacity 47 or more does not
+    zelktest::gFailFrom = 33; // a record fits, a block of capacity 47 or more does not
     EXPECT_THROW(text += "0123456789abcdef0123456789abcdef", std::bad_alloc);
     EXPECT_THROW(text.reserve(40), std::bad_alloc);
     EXPECT_EQ(Bytes(text), "abc");
@@ -178,14 +155,14 @@ TEST_F(AString8AllocationTest, RefusedTextBlockThrowsAndLeavesTheString) {
 
 TEST_F(AString8AllocationTest, RefusedRecordLeavesAStringWithoutOne) {
     AString8 text("abc");
-    gRefuseFrom = 0;
+    zelktest::gFailFrom = 0;
     AString8 none("xyz");
     EXPECT_TRUE(none.empty());
     EXPECT_STREQ(none.c_str(), "");
     EXPECT_THROW(none += 'a', std::bad_alloc);
     text = "def"; // the old record goes, the new one is refused
     EXPECT_TRUE(text.empty());
-    gRefuseFrom = ~0ull;
+    zelktest::gFailFrom = ~0ull;
     text += "ok";
     EXPECT_EQ(Bytes(text), "ok");
     none = std::move(text);
