@@ -1,15 +1,11 @@
 // Tests of APathComponent: the split, base and extension editing, validity and the drive flag.
 #include <zelk/apathcomponent.h>
 
-#include <zelk/aallocator.h>
-#include <zelk/astring.h>
-
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <string>
 #include <utility>
 
-using vorlan::zelk::AAllocator;
 using vorlan::zelk::APathComponent;
 using vorlan::zelk::AString;
 
@@ -243,15 +239,13 @@ TEST(APathComponentTest, EqualityCopiesAndMoves) {
     EXPECT_TRUE(moved.GetBase() == AString("a.b"));
 }
 
-void* NoMemory(unsigned long long) {
-    return nullptr;
-}
+using APathComponentHooked = zelktest::HookedTest;
 
-TEST(APathComponentTest, ObjectWithoutRecordIsAnInertEmptyComponent) {
+TEST_F(APathComponentHooked, ObjectWithoutRecordIsAnInertEmptyComponent) {
     const AString text("C:");
-    AAllocator::RegisterMemoryProcs(NoMemory, nullptr);
+    zelktest::gFailFrom = 0;
     APathComponent orphan(text);
-    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+    zelktest::gFailFrom = ~0ull;
 
     orphan.Set(text).SetBase(text).SetExtension(text).MakeValid(u'-');
     EXPECT_FALSE(orphan.SetIsWinDrive());
