@@ -2,12 +2,10 @@
 #include <zelk/apathiterator.h>
 #include <zelk/apathreverseiterator.h>
 
-#include <zelk/aallocator.h>
 #include <zelk/apath.h>
 #include <zelk/apathcomponent.h>
-#include <zelk/astring.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <algorithm>
 #include <iterator>
@@ -15,7 +13,6 @@
 #include <type_traits>
 #include <vector>
 
-using vorlan::zelk::AAllocator;
 using vorlan::zelk::APath;
 using vorlan::zelk::APathComponent;
 using vorlan::zelk::APathIterator;
@@ -173,26 +170,20 @@ TEST(APathIteratorTest, StandardAlgorithmsAndRangeFor) {
 
     std::vector<std::string> names;
     for (const APathComponent& component : path) {
-        const AString text = component.Get();
-        names.emplace_back(text.GrabWString(), text.GrabWString() + text.UTF16Count());
+        names.push_back(zelktest::Narrow(component.Get()));
     }
     EXPECT_EQ(names, (std::vector<std::string>{"usr", "local", "bin", "local"}));
 }
 
 #if GTEST_HAS_DEATH_TEST
 
-void* NoMemory(unsigned long long) {
-    return nullptr;
-}
-
 // From here on every allocation through the hooks gets null.
 void StarveHooks() {
-    AAllocator::RegisterMemoryProcs(NoMemory, nullptr);
+    zelktest::gFailFrom = 0;
 }
 
-class APathIteratorDeathTest : public ::testing::Test {
+class APathIteratorDeathTest : public zelktest::HookedTest {
 protected:
-    void TearDown() override { AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
     const APath fPath = Posix("a/b");
 };
 
@@ -217,7 +208,7 @@ TEST_F(APathIteratorDeathTest, NewPositionWithoutMemoryStopsBeforeMoving) {
     StarveHooks();
     ++it;
     ++rit;
-    AAllocator::RegisterMemoryProcs(nullptr, nullptr);
+    zelktest::gFailFrom = ~0ull;
     EXPECT_TRUE(it == fPath.begin() + 1);
     EXPECT_TRUE(rit == fPath.rbegin() + 1);
 }
