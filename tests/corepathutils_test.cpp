@@ -4,7 +4,7 @@
 #include <zelk/astring.h>
 #include <zelk/fileutils.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <string>
 #include <vector>
@@ -19,14 +19,7 @@ using vorlan::zelk::CorePathUtils;
 
 namespace {
 
-std::string Narrow(const AString& text) {
-    std::string out;
-    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
-        const unsigned short unit = text.GrabWString()[i];
-        out += unit < 0x80 ? static_cast<char>(unit) : '?';
-    }
-    return out;
-}
+using zelktest::Narrow;
 
 APath Win(const char* text) {
     return APath(AString(text), APath::kWinPath);
