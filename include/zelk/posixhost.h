@@ -39,6 +39,14 @@ ZELK_API bool MapDrive(char letter, const char* hostDirectory, const char* remot
 // another drive that holds it, if one does.
 ZELK_API bool UnmapDrive(char letter);
 
+// The object system through which shell links are read, which Windows programs initialise with
+// CoInitializeEx. As there, a thread that resolves links initialises it first, zelk never does,
+// and each successful call wants one UninitializeObjects on the same thread. While a thread holds
+// the multithreaded form, threads that never initialised read links as well. False when the
+// thread already holds the other form.
+ZELK_API bool InitializeObjects(bool multithreaded = false);
+ZELK_API void UninitializeObjects();
+
 } // namespace posixhost
 } // namespace zelk
 } // namespace vorlan

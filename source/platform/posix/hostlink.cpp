@@ -349,7 +349,9 @@ std::uint32_t Offset(const std::string& out, std::size_t start) {
 }
 
 // The link information in the local form: the header with the UTF-16 offsets, a volume id with
-// an empty label, the base path and an empty suffix, each in both widths.
+// an empty label, the base path and the suffix, each in both widths. A network path goes here
+// as well, whole, as Windows and Wine read it there; readers that know only the local form (Wine
+// among them) find nothing in the network form.
 void PutLocalInfo(std::string& out, const LinkTarget& target) {
     const std::size_t start = out.size();
     out.append(kLinkInfoUnicodeHeaderSize, '\0');
@@ -376,34 +378,6 @@ void PutLocalInfo(std::string& out, const LinkTarget& target) {
     PutU32At(out, start + 20, 0);
     PutU32At(out, start + 24, suffix);
     PutU32At(out, start + 28, wideLocal);
-    PutU32At(out, start + 32, wideSuffix);
-}
-
-// The link information in the network form: the share in a network part and the rest of the
-// path as the suffix, each in both widths.
-void PutNetworkInfo(std::string& out, const LinkTarget& target) {
-    const std::size_t start = out.size();
-    out.append(kLinkInfoUnicodeHeaderSize, '\0');
-    const std::uint32_t network = Offset(out, start);
-    const std::size_t partStart = out.size();
-    out.append(kNetworkUnicodeHeaderSize, '\0');
-    const std::uint32_t name = Offset(out, partStart);
-    PutAnsi(out, target.netName);
-    const std::uint32_t wideName = Offset(out, partStart);
-    PutWide(out, target.netName);
-    PutU32At(out, partStart, Offset(out, partStart));
-    PutU32At(out, partStart + 8, name);
-    PutU32At(out, partStart + 0x14, wideName);
-    const std::uint32_t suffix = Offset(out, start);
-    PutAnsi(out, target.pathSuffix);
-    const std::uint32_t wideSuffix = Offset(out, start);
-    PutWide(out, target.pathSuffix);
-
-    PutU32At(out, start, Offset(out, start));
-    PutU32At(out, start + 4, kLinkInfoUnicodeHeaderSize);
-    PutU32At(out, start + 8, kCommonNetworkRelativeLink);
-    PutU32At(out, start + 20, network);
-    PutU32At(out, start + 24, suffix);
     PutU32At(out, start + 32, wideSuffix);
 }
 
@@ -482,11 +456,7 @@ std::string FormatShellLink(const LinkTarget& target) {
     PutU32(out, 1); // show command: normal window
     PutU16(out, 0); // hot key
     out.append(10, '\0');
-    if (target.hasNetwork) {
-        PutNetworkInfo(out, target);
-    } else {
-        PutLocalInfo(out, target);
-    }
+    PutLocalInfo(out, target);
     PutU32(out, 0); // the terminal block of the extra data
     return out;
 }

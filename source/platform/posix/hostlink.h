@@ -44,8 +44,8 @@ struct LinkTarget {
 bool ParseShellLink(const unsigned char* data, std::size_t size, LinkTarget& target);
 
 // A link file for target: the header with the recorded attributes, times and size, and the
-// link information in the network form when target has one, else in the local form, with both
-// 8-bit (non-ASCII as '?') and UTF-16 text. No item id list and no string data.
+// link information in the local form (base path and suffix), with both 8-bit (non-ASCII as '?')
+// and UTF-16 text. No network form, no item id list and no string data.
 std::string FormatShellLink(const LinkTarget& target);
 
 } // namespace host

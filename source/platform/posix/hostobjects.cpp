@@ -2,6 +2,8 @@
 // link class, and a shell link object of our own over the link file format.
 #include "platform/objects.h"
 
+#include <zelk/posixhost.h>
+
 #include "objectalloc.h"
 #include "platform/posix/hostapi.h"
 #include "platform/posix/hostlink.h"
@@ -74,17 +76,6 @@ host::Text FullPathText(const host::HostPath& path) {
     }
     if (!path.viaUNC && path.components.empty()) {
         text += u'\\';
-    }
-    return text;
-}
-
-host::Text JoinComponents(const host::HostPath& path) {
-    host::Text text;
-    for (const host::Text& component : path.components) {
-        if (!text.empty()) {
-            text += u'\\';
-        }
-        text += component;
     }
     return text;
 }
@@ -197,18 +188,14 @@ HRESULT ShellLink::SetPath(const unsigned short* file) {
     if (!resolved.viaUNC && resolved.drive == 0) {
         return E_INVALIDARG;
     }
+    // A network path is kept whole as the local path, as Wine keeps it: every reader finds it
+    // there.
+    const host::Text full = FullPathText(resolved);
     host::LinkTarget link;
-    if (resolved.viaUNC) {
-        link.netName = resolved.remote;
-        link.pathSuffix = JoinComponents(resolved);
-        link.hasNetwork = true;
-    } else {
-        link.localBasePath = FullPathText(resolved);
-        link.hasLocal = true;
-    }
+    link.localBasePath = full;
+    link.hasLocal = true;
     // Like Windows, the link records what the target is now; a target that is not there yet
     // is still taken, with S_FALSE.
-    const host::Text full = FullPathText(resolved);
     WIN32_FILE_ATTRIBUTE_DATA found{};
     LastErrorSaver keep;
     const bool exists = GetFileAttributesExW(reinterpret_cast<const unsigned short*>(full.c_str()),
@@ -381,5 +368,19 @@ HRESULT CoCreateInstance(const CLSID& clsid, IUnknown* outer, DWORD context, con
 }
 
 } // namespace platform
+
+namespace posixhost {
+
+bool InitializeObjects(bool multithreaded) {
+    return platform::SUCCEEDED(
+        platform::CoInitializeEx(nullptr, multithreaded ? platform::COINIT_MULTITHREADED
+                                                        : platform::COINIT_APARTMENTTHREADED));
+}
+
+void UninitializeObjects() {
+    platform::CoUninitialize();
+}
+
+} // namespace posixhost
 } // namespace zelk
 } // namespace vorlan
