@@ -72,5 +72,15 @@ int main() {
         std::printf("%-10s %s, still there: %s\n", "deleted", deleted ? "yes" : "no",
                     tree.Exists() ? "yes" : "no");
     }
+
+    // Shell link resolution: an entry that is no link is its own answer.
+    const AFile here(CorePathUtils::GetCurrentDir());
+    AFile resolved;
+    bool isDirectory = false;
+    bool wasAlias = true;
+    const unsigned long resolution =
+        CoreFileUtils::ResolveAlias(here, resolved, &isDirectory, &wasAlias, true);
+    std::printf("%-10s code %lu: %s, %s\n", "resolved", resolution, wasAlias ? "a link" : "no link",
+                isDirectory ? "a directory" : "no directory");
     return 0;
 }
