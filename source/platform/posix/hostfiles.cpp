@@ -481,6 +481,77 @@ bool SameEntry(const struct stat& left, const struct stat& right) {
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
+// Renames from to to; an entry at to is replaced only when mayReplace says so.
+bool RenameEntry(const std::string& from, const std::string& to, bool mayReplace) {
+#if defined(RENAME_NOREPLACE)
+    if (!mayReplace) {
+        return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+    }
+#else
+    (void)mayReplace;
+#endif
+    return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+// Makes an empty file with a fresh name beside path, in the same directory, and gives its host
+// path; empty, with the last error set, when none can be made.
+std::string MakeSiblingFile(const std::string& path) {
+    std::string pattern = path.substr(0, path.rfind('/') + 1) + ".zelk-move-XXXXXX";
+    const int fd = ::mkostemp(&pattern[0], O_CLOEXEC);
+    if (fd < 0) {
+        const int error = errno;
+        Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error));
+        return std::string();
+    }
+    ::close(fd);
+    return pattern;
+}
+
+// Moves a regular file to another file system as Windows does with MOVEFILE_COPY_ALLOWED, so that
+// a failure at any step loses nothing: the content goes to a new file beside the target, an
+// existing target is set aside, the new file takes the target's name, and only then is the source
+// removed. On failure the source is whole, the target is what it was and no partial copy stays.
+// Sets the last error on failure.
+bool MoveAcrossFileSystems(const std::string& source, const struct stat& sourceInfo,
+                           const std::string& target, bool targetExists, bool mayReplace) {
+    const std::string staged = MakeSiblingFile(target);
+    if (staged.empty() || !CopyRegularFile(source, sourceInfo, staged, false)) {
+        return false;
+    }
+    std::string aside;
+    if (targetExists) {
+        aside = MakeSiblingFile(target);
+        if (aside.empty() || ::rename(target.c_str(), aside.c_str()) != 0) {
+            const DWORD error = aside.empty() ? GetLastError() : ErrorFromErrno(errno);
+            ::unlink(staged.c_str());
+            if (!aside.empty()) {
+                ::unlink(aside.c_str());
+            }
+            return Fail(error);
+        }
+    }
+    const auto undo = [&](DWORD error) {
+        if (!aside.empty()) {
+            ::rename(aside.c_str(), target.c_str());
+        }
+        return Fail(error);
+    };
+    if (!RenameEntry(staged, target, mayReplace)) {
+        const int error = errno;
+        ::unlink(staged.c_str());
+        return undo(error == EEXIST ? ERROR_ALREADY_EXISTS : ErrorFromErrno(error));
+    }
+    if (::unlink(source.c_str()) != 0) {
+        const int error = errno;
+        ::unlink(target.c_str());
+        return undo(ErrorFromErrno(error));
+    }
+    if (!aside.empty()) {
+        ::unlink(aside.c_str());
+    }
+    return true;
+}
+
 bool IsSeparatorUnit(unsigned short unit) {
     return unit == '\\' || unit == '/';
 }
@@ -1019,10 +1090,17 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
         return host::Fail(ERROR_SHARING_VIOLATION);
     }
     const bool sourceIsDirectory = S_ISDIR(sourceInfo.status.st_mode);
+    const bool mayReplace = (flags & MOVEFILE_REPLACE_EXISTING) != 0;
     host::EntryInfo targetInfo;
     const bool targetExists = ::lstat(target.host.c_str(), &targetInfo.status) == 0;
-    if (targetExists && !host::SameEntry(targetInfo.status, sourceInfo.status)) {
-        if ((flags & MOVEFILE_REPLACE_EXISTING) == 0) {
+    // Two hard links of one file are two entries to Windows: the target is replaced, which leaves
+    // the file under the target's name alone. (rename would succeed and do nothing.) One entry
+    // reached under two spellings has a single link and is renamed as usual.
+    const bool sameEntry = targetExists && host::SameEntry(targetInfo.status, sourceInfo.status);
+    const bool hardLinks =
+        sameEntry && sourceInfo.status.st_nlink > 1 && source.host != target.host;
+    if (targetExists && (!sameEntry || hardLinks)) {
+        if (!mayReplace) {
             return host::Fail(ERROR_ALREADY_EXISTS);
         }
         if (!host::ReadEntry(target.host, targetInfo)) {
@@ -1035,15 +1113,14 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
             return 0;
         }
     }
-#if defined(RENAME_NOREPLACE)
-    const bool renamed = (flags & MOVEFILE_REPLACE_EXISTING) == 0 && !targetExists
-                             ? ::renameat2(AT_FDCWD, source.host.c_str(), AT_FDCWD,
-                                           target.host.c_str(), RENAME_NOREPLACE) == 0
-                             : ::rename(source.host.c_str(), target.host.c_str()) == 0;
-#else
-    const bool renamed = ::rename(source.host.c_str(), target.host.c_str()) == 0;
-#endif
-    if (renamed) {
+    if (hardLinks) {
+        if (::unlink(source.host.c_str()) != 0) {
+            return host::FailWithErrno();
+        }
+        host::SetError(ERROR_SUCCESS);
+        return 1;
+    }
+    if (host::RenameEntry(source.host, target.host, mayReplace || targetExists)) {
         host::SetError(ERROR_SUCCESS);
         return 1;
     }
@@ -1057,20 +1134,14 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
     if (failure != EXDEV) {
         return host::Fail(host::ErrorFromErrno(failure));
     }
-    // Another volume: a file is copied and then removed when copying is allowed; a directory
-    // never goes across.
+    // Another file system: a file is copied and then removed when copying is allowed; a
+    // directory never goes across.
     if ((flags & MOVEFILE_COPY_ALLOWED) == 0 || !S_ISREG(sourceInfo.status.st_mode)) {
         return host::Fail(ERROR_NOT_SAME_DEVICE);
     }
-    if (!host::CopyRegularFile(source.host, sourceInfo.status, target.host, targetExists)) {
+    if (!host::MoveAcrossFileSystems(source.host, sourceInfo.status, target.host, targetExists,
+                                     mayReplace)) {
         return 0;
-    }
-    if (::unlink(source.host.c_str()) != 0) {
-        const int unlinkError = errno;
-        if (!targetExists) {
-            ::unlink(target.host.c_str()); // the source stays, so nothing is lost
-        }
-        return host::Fail(host::ErrorFromErrno(unlinkError));
     }
     host::SetError(ERROR_SUCCESS);
     return 1;
