@@ -20,6 +20,7 @@ set(ZELK_SOURCES
   source/afile.cpp
   source/afileimpl.cpp
   source/platform/afileimplw.cpp
+  source/platform/localeguard.cpp
 )
 
 # The platform layer on its own, which its tests build in as well.

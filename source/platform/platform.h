@@ -286,6 +286,24 @@ struct FindHandleTraits {
 using ScopedFileHandle = ScopedHandle<FileHandleTraits>;
 using ScopedFindHandle = ScopedHandle<FindHandleTraits>;
 
+// The character-type locale.
+
+// Switches the runtime's character-type locale to that of the user's environment for its scope,
+// so that _wcsicmp folds letters as the user expects, and switches back to the previous one on
+// every way out. The name of the previous locale is copied, since the runtime's text doesn't
+// survive the next switch. When the runtime names no current locale, or the copy can't be made,
+// nothing is switched and nothing is restored.
+class UserCTypeLocaleGuard {
+public:
+    UserCTypeLocaleGuard();
+    ~UserCTypeLocaleGuard();
+    UserCTypeLocaleGuard(const UserCTypeLocaleGuard&) = delete;
+    UserCTypeLocaleGuard& operator=(const UserCTypeLocaleGuard&) = delete;
+
+private:
+    char* fSavedName = nullptr;
+};
+
 } // namespace platform
 } // namespace zelk
 } // namespace vorlan
