@@ -11,6 +11,7 @@
 #include "platform/objects.h"
 #include "platform/platform.h"
 
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -440,6 +441,184 @@ bool CoreFileUtils::DeleteDirectory(const AFile& directory, bool force) {
         }
         Advance(parent);
     }
+}
+
+// Copy, move and rename.
+
+namespace {
+
+// Flags of a move: a file replaces what stands at the target, a directory never does; both may
+// cross volumes by copying, and the call returns only once the data is on the disk.
+constexpr platform::DWORD kMoveFileFlags = platform::MOVEFILE_REPLACE_EXISTING |
+                                           platform::MOVEFILE_COPY_ALLOWED |
+                                           platform::MOVEFILE_WRITE_THROUGH;
+constexpr platform::DWORD kMoveDirectoryFlags =
+    platform::MOVEFILE_COPY_ALLOWED | platform::MOVEFILE_WRITE_THROUGH;
+
+// What copy and move decide before the platform is asked: false when the call must not be made.
+bool MayTransfer(const AFile& source, const AFile& target, bool failIfExists) {
+    if (!source.Exists() || !target.HasValidPath()) {
+        return false;
+    }
+    return !(failIfExists && target.Exists());
+}
+
+} // namespace
+
+bool CoreFileUtils::CopyFileW(const AFile& source, const AFile& target, bool failIfExists) {
+    if (source == target) {
+        return true;
+    }
+    if (!MayTransfer(source, target, failIfExists)) {
+        return false;
+    }
+    const AString from = source.GetPath(true);
+    const AString to = target.GetPath(true);
+    // failIfExists has acted above; the platform always replaces, so a target that appeared since
+    // is replaced as well.
+    platform::ErrorModeGuard guard;
+    return platform::CopyFileW(from.GrabWString(), to.GrabWString(), 0) != 0;
+}
+
+bool CoreFileUtils::FileCopy(const AFile& source, const AFile& target, bool failIfExists) {
+    return CopyFileW(source, target, failIfExists);
+}
+
+bool CoreFileUtils::MoveFileW(const AFile& source, const AFile& target, bool failIfExists) {
+    if (source == target) {
+        return true;
+    }
+    if (!MayTransfer(source, target, failIfExists)) {
+        return false;
+    }
+    const AString from = source.GetPath(true);
+    const AString to = target.GetPath(true);
+    const platform::DWORD flags =
+        source.GetAttribute(AFile::kIsDirectory) ? kMoveDirectoryFlags : kMoveFileFlags;
+    platform::ErrorModeGuard guard;
+    return platform::MoveFileExW(from.GrabWString(), to.GrabWString(), flags) != 0;
+}
+
+bool CoreFileUtils::FileMove(const AFile& source, const AFile& target, bool failIfExists) {
+    return MoveFileW(source, target, failIfExists);
+}
+
+bool CoreFileUtils::RenameFile(AFile& file, const AString& newName) {
+    if (newName.IsEmpty()) {
+        return false;
+    }
+    if (newName == file.GetNameStr()) {
+        return true;
+    }
+    if (!file.Exists()) {
+        return file.SetName(newName);
+    }
+    // Built from the path alone, the renamed value bears no delete-on-destroy mark.
+    AFile renamed(file.GetPath());
+    if (!renamed.SetName(newName) || !renamed.HasValidPath()) {
+        return false;
+    }
+    const AString from = file.GetPath(true);
+    const AString to = renamed.GetPath(true);
+    platform::ErrorModeGuard guard;
+    if (platform::MoveFileW(from.GrabWString(), to.GrabWString()) == 0) {
+        return false;
+    }
+    file.SetPath(renamed.GetPath());
+    return true;
+}
+
+// Volumes.
+
+namespace {
+
+// A working AFile that never deletes its entry when it dies, even when a copy or an assignment
+// gave it the delete-on-destroy mark of the AFile it came from.
+class ScratchFile : public AFile {
+public:
+    ScratchFile() = default;
+    explicit ScratchFile(const AFile& other) : AFile(other) { DeleteOnDestroy(false); }
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+    ~ScratchFile() override { DeleteOnDestroy(false); }
+};
+
+// The directory whose volume GetFileFreeSpace asks about, in plain form; false when the entry is
+// a link that leads nowhere.
+bool FreeSpaceDirectory(const AFile& file, AString& directory) {
+    if (file.GetAttribute(AFile::kIsAlias)) {
+        ScratchFile target;
+        bool isDirectory = false;
+        if (CoreFileUtils::ResolveAlias(file, target, &isDirectory, nullptr, true) != 0) {
+            return false;
+        }
+        directory = isDirectory ? target.GetPath(false) : target.GetParentPath(false);
+        return true;
+    }
+    directory =
+        file.GetAttribute(AFile::kIsDirectory) ? file.GetPath(false) : file.GetParentPath(false);
+    return true;
+}
+
+} // namespace
+
+unsigned long long CoreFileUtils::GetFileFreeSpace(const AFile& file) {
+    AString directory;
+    if (!FreeSpaceDirectory(file, directory)) {
+        return 0;
+    }
+    // One separator more, whatever the text ends in: an empty text becomes the root of the
+    // current drive, and a root such as C:\ keeps its meaning with two.
+    directory += static_cast<unsigned short>(u'\\');
+    std::uint64_t available = 0;
+    platform::ErrorModeGuard guard;
+    if (platform::GetDiskFreeSpaceExW(directory.GrabWString(), &available, nullptr, nullptr) == 0) {
+        return 0;
+    }
+    return available;
+}
+
+AString CoreFileUtils::GetVolumeName(const AFile& file) {
+    const APath path = file.GetPath();
+    if (CorePathUtils::IsUNCPath(path)) {
+        return path.Subpath(0, 2).GetPath(APath::kNativePath, false);
+    }
+    if (CorePathUtils::IsWinLocalPath(path)) {
+        // The drive renders with its separator (C:\); the name is the drive alone.
+        AString drive = path.Subpath(0, 1).GetPath(APath::kNativePath, false);
+        drive.Truncate(1);
+        return drive;
+    }
+    return AString();
+}
+
+bool CoreFileUtils::OnSameVolume(const AFile& first, const AFile& second) {
+    return GetVolumeName(first) == GetVolumeName(second);
+}
+
+bool CoreFileUtils::OnServerVolume(const AFile& file) {
+    platform::ErrorModeGuard guard;
+    const AString path = file.GetPath(false);
+    return platform::PathIsNetworkPathW(path.GrabWString()) != 0;
+}
+
+// Path equivalence.
+
+bool CoreFileUtils::PathsEquivalent(const AFile& first, const AFile& second, bool resolveAliases) {
+    platform::UserCTypeLocaleGuard locale;
+    if (!resolveAliases) {
+        const AString left = first.GetPath(false);
+        const AString right = second.GetPath(false);
+        return platform::_wcsicmp(left.GrabWString(), right.GrabWString()) == 0;
+    }
+    // A link that can't be resolved keeps its own path, so the results don't matter.
+    ScratchFile left(first);
+    ScratchFile right(second);
+    (void)ResolveAlias(left, left, nullptr, nullptr, true);
+    (void)ResolveAlias(right, right, nullptr, nullptr, true);
+    const AString leftText = left.GetPath(false);
+    const AString rightText = right.GetPath(false);
+    return platform::_wcsicmp(leftText.GrabWString(), rightText.GrabWString()) == 0;
 }
 
 } // namespace zelk

@@ -118,5 +118,11 @@ APath CorePathUtils::GetTempDir() {
     return result;
 }
 
+// Volumes.
+
+unsigned long long CorePathUtils::GetPathFreeSpace(const APath& path) {
+    return CoreFileUtils::GetFileFreeSpace(AFile(path));
+}
+
 } // namespace zelk
 } // namespace vorlan

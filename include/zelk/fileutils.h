@@ -3,6 +3,7 @@
 #define ZELK_FILEUTILS_H
 
 #include <zelk/apath.h>
+#include <zelk/astring.h>
 #include <zelk/export.h>
 
 namespace vorlan {
@@ -88,6 +89,64 @@ public:
     // leaves its directory in place and gives false. A host name holding a separator (possible
     // on POSIX hosts) can't be addressed as one name: it is left, and the result is false.
     static bool DeleteDirectory(const AFile& directory, bool force);
+
+    // Copy, move and rename.
+    //
+    // Source and target equal by AFile::operator== (exact text, so two empty AFiles too) give
+    // true at once, without looking at the disk. Otherwise a missing source, a target without a
+    // valid path, or an existing target when failIfExists is true give false before the platform
+    // is asked. Neither AFile is changed; nothing is ever deleted here, and a copy or move that
+    // fails part-way leaves what the platform leaves. There is no recursive copy: a directory as
+    // source fails.
+
+    // Copies the source's content to the target, replacing an existing file there unless
+    // failIfExists kept the call from being made. True when the target now holds the content.
+    static bool CopyFileW(const AFile& source, const AFile& target, bool failIfExists);
+    // The same as CopyFileW.
+    static bool FileCopy(const AFile& source, const AFile& target, bool failIfExists);
+    // Moves the entry to the target, across volumes by copying where it must. A file replaces an
+    // existing file at the target (unless failIfExists kept the call from being made); a
+    // directory never replaces anything. The source AFile goes on naming the old path.
+    static bool MoveFileW(const AFile& source, const AFile& target, bool failIfExists);
+    // The same as MoveFileW.
+    static bool FileMove(const AFile& source, const AFile& target, bool failIfExists);
+    // Gives the entry the new last component, never replacing an existing entry; on success
+    // file names the entry under the new name (PathChanged runs). The current name, exactly as
+    // it is, gives true with no change; a change of letter case is a real rename. A file that
+    // does not exist takes the name without any change on disk. False, with file unchanged, for
+    // an empty name, one of more than 255 UTF-16 units, a name that makes the path invalid (a
+    // separator or another reserved character), or when the platform refuses.
+    static bool RenameFile(AFile& file, const AString& newName);
+
+    // Volumes.
+    //
+    // The volume name of a UNC path is its server and share (\\server\share), that of a path
+    // with a drive its drive (C:), that of anything else empty; letter case as in the path.
+
+    // Bytes free for the caller on the volume that holds the entry: the entry's own directory
+    // when it is one, else its parent's (so the entry need not exist; an empty or one-component
+    // relative path asks about the root of the current drive). A shell link asks about where it
+    // leads. 0 for no room and for every failure alike, an unresolvable link included.
+    static unsigned long long GetFileFreeSpace(const AFile& file);
+    // The volume name of the entry's path, worked out from the text alone.
+    static AString GetVolumeName(const AFile& file);
+    // The two volume names are equal, letter case included; the disk is not asked, so a mapped
+    // drive and its UNC share are two volumes, and two paths without a volume share one.
+    static bool OnSameVolume(const AFile& first, const AFile& second);
+    // The platform calls the path (without long-path prefix) a network path: UNC text, or a drive
+    // mapped to a share.
+    static bool OnServerVolume(const AFile& file);
+
+    // Path equivalence.
+
+    // The two paths (without long-path prefix) are equal with letter case folded as the user's
+    // environment says. With resolveAliases, each shell link is first replaced by where it leads;
+    // one that can't be resolved stays as it is. Text only: nothing is made absolute and "." and
+    // ".." stay, so a relative and an absolute path are never equivalent. For the time of the
+    // call the process's character-type locale is the user's; the previous one is restored on
+    // every way out. When the runtime names no current locale, or there is no memory to keep its
+    // name, the locale is not switched and the current one folds the letters.
+    static bool PathsEquivalent(const AFile& first, const AFile& second, bool resolveAliases);
 };
 
 // Operations on paths that touch no entry: the process's current directory, and tests of a
@@ -134,6 +193,11 @@ public:
     // its parents when it is missing (the path is returned even when that fails); empty when
     // the platform gives none or a text too long for a path.
     static APath GetTempDir();
+
+    // Volumes.
+
+    // CoreFileUtils::GetFileFreeSpace of an AFile made from the path.
+    static unsigned long long GetPathFreeSpace(const APath& path);
 };
 
 // The Windows side of the utilities. No fields and no state between calls; assigning one object
