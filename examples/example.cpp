@@ -82,5 +82,33 @@ int main() {
         CoreFileUtils::ResolveAlias(here, resolved, &isDirectory, &wasAlias, true);
     std::printf("%-10s code %lu: %s, %s\n", "resolved", resolution, wasAlias ? "a link" : "no link",
                 isDirectory ? "a directory" : "no directory");
+
+    // Copy and rename in a unique temporary directory that goes away afterwards, then volume
+    // questions and a comparison that ignores letter case.
+    {
+        AFile folder;
+        if (CoreFileUtils::CreateUniqueTempDir(AString("zelk-copy-"), AString(), folder)) {
+            AFile original(folder);
+            original.AppendName(AString("original.txt"));
+            original.MakeFile(false, nullptr);
+            AFile copy(folder);
+            copy.AppendName(AString("copy.txt"));
+            const bool made = CoreFileUtils::FileCopy(original, copy, true);
+            const bool again = CoreFileUtils::FileCopy(original, copy, true);
+            std::printf("%-10s %s, again with failIfExists: %s\n", "copy", made ? "made" : "failed",
+                        again ? "made" : "refused");
+            if (CoreFileUtils::RenameFile(copy, AString("renamed.txt"))) {
+                Print("renamed", copy.GetNameStr());
+            }
+            Print("volume", CoreFileUtils::GetVolumeName(copy));
+            std::printf("%-10s %llu MiB\n", "free", CoreFileUtils::GetFileFreeSpace(copy) >> 20);
+            CoreFileUtils::DeleteDirectory(folder, true);
+        }
+        const AFile upper(AString("C:\\Docs\\Report.txt"));
+        const AFile lower(AString("c:\\docs\\REPORT.TXT"));
+        std::printf("%-10s operator== %s, PathsEquivalent %s\n", "case",
+                    upper == lower ? "yes" : "no",
+                    CoreFileUtils::PathsEquivalent(upper, lower, false) ? "yes" : "no");
+    }
     return 0;
 }
