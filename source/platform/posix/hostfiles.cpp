@@ -511,12 +511,26 @@ std::string MakeSiblingFile(const std::string& path) {
 // a failure at any step loses nothing: the content goes to a new file beside the target, an
 // existing target is set aside, the new file takes the target's name, and only then is the source
 // removed. On failure the source is whole, the target is what it was and no partial copy stays.
-// Sets the last error on failure.
+// With writeThrough the copy reaches the disk before the source goes. Sets the last error on
+// failure.
 bool MoveAcrossFileSystems(const std::string& source, const struct stat& sourceInfo,
-                           const std::string& target, bool targetExists, bool mayReplace) {
+                           const std::string& target, bool targetExists, bool mayReplace,
+                           bool writeThrough) {
     const std::string staged = MakeSiblingFile(target);
     if (staged.empty() || !CopyRegularFile(source, sourceInfo, staged, false)) {
         return false;
+    }
+    if (writeThrough) {
+        const int fd = ::open(staged.c_str(), O_RDONLY | O_CLOEXEC);
+        const bool synced = fd >= 0 && ::fsync(fd) == 0;
+        const int error = errno;
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        if (!synced) {
+            ::unlink(staged.c_str());
+            return Fail(ErrorFromErrno(error));
+        }
     }
     std::string aside;
     if (targetExists) {
@@ -1140,7 +1154,7 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
         return host::Fail(ERROR_NOT_SAME_DEVICE);
     }
     if (!host::MoveAcrossFileSystems(source.host, sourceInfo.status, target.host, targetExists,
-                                     mayReplace)) {
+                                     mayReplace, (flags & MOVEFILE_WRITE_THROUGH) != 0)) {
         return 0;
     }
     host::SetError(ERROR_SUCCESS);
