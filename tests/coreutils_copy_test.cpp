@@ -1,4 +1,6 @@
 // Tests of CoreFileUtils copy, move and rename, the volume questions and path equivalence.
+#include "platform/objects.h" // before anything that may bring in the SDK's macros
+
 #include <zelk/fileutils.h>
 
 #include <zelk/aallocator.h>
@@ -31,6 +33,7 @@ using vorlan::zelk::CoreFileUtils;
 using vorlan::zelk::CorePathUtils;
 
 namespace fs = std::filesystem;
+namespace platform = vorlan::zelk::platform;
 
 namespace {
 
@@ -454,27 +457,54 @@ TEST(CoreUtilsEquivalenceTest, UsersLocaleForTheCallAlone) {
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
 }
 
-TEST_F(CoreUtilsCopyTest, LinksFollowedOnlyWhenAsked) {
-    const AFile target = Make("target.txt", "abc");
-    const AFile link = At("link.lnk");
-#if defined(_WIN32)
-    GTEST_SKIP()
-        << "shell links are made through the object system, which this test doesn't set up";
-#else
-    std::error_code error;
-    fs::create_symlink(HostPath(target), HostPath(link), error);
-    ASSERT_FALSE(error) << error.message();
-    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(link, target, false));
-    AFile resolved;
-    bool wasAlias = false;
-    if (CoreFileUtils::ResolveAlias(link, resolved, nullptr, &wasAlias, true) != 0 || !wasAlias) {
-        // Unreadable, the link is compared under its own path.
-        EXPECT_FALSE(CoreFileUtils::PathsEquivalent(link, target, true));
-        EXPECT_TRUE(CoreFileUtils::PathsEquivalent(link, At("LINK.lnk"), true));
-        GTEST_SKIP() << "this build reads no links";
+// Makes a shell link at link to target through the object system, as a program would.
+platform::HRESULT MakeLink(const AFile& link, const AFile& target) {
+    platform::ScopedInterface<platform::IShellLinkW> shellLink;
+    platform::ScopedInterface<platform::IPersistFile> file;
+    platform::HRESULT result = platform::CoCreateInstance(
+        platform::CLSID_ShellLink, nullptr, platform::CLSCTX_INPROC_SERVER,
+        platform::IID_IShellLinkW, shellLink.Receive());
+    const AString targetText = target.GetPath(false);
+    const AString linkText = link.GetPath(false);
+    if (platform::FAILED(result) ||
+        platform::FAILED(result = shellLink->SetPath(targetText.GrabWString())) ||
+        platform::FAILED(
+            result = shellLink->QueryInterface(platform::IID_IPersistFile, file.Receive()))) {
+        return result;
     }
+    return file->Save(linkText.GrabWString(), 1);
+}
+
+TEST_F(CoreUtilsCopyTest, ShellLinks) {
+    ASSERT_TRUE(
+        platform::SUCCEEDED(platform::CoInitializeEx(nullptr, platform::COINIT_APARTMENTTHREADED)));
+    AFile target = Make("target.txt", "abc");
+    const AFile folder = Make("folder", "<dir>");
+    AFile link = At("link.lnk");
+    const AFile folderLink = At("folder.lnk");
+    const AFile notALink = Make("text.lnk", "no link");
+    EXPECT_EQ(MakeLink(link, target), platform::S_OK);
+    EXPECT_EQ(MakeLink(folderLink, folder), platform::S_OK);
+    // The working copies must not take the delete-on-destroy mark with them.
+    link.DeleteOnDestroy(true);
+    target.DeleteOnDestroy(true);
+
+    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(link, target, false));
     EXPECT_TRUE(CoreFileUtils::PathsEquivalent(link, target, true));
-#endif
+    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(folder, folderLink, true));
+    // Unreadable, a link is compared under its own path.
+    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(notALink, At("TEXT.lnk"), true));
+    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(notALink, target, true));
+
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(link), 0u);
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(folderLink), 0u);
+    EXPECT_EQ(CoreFileUtils::GetFileFreeSpace(notALink), 0u);
+
+    EXPECT_EQ(Read(target), "abc");
+    EXPECT_EQ(Read(folder), "<dir>");
+    link.DeleteOnDestroy(false);
+    target.DeleteOnDestroy(false);
+    platform::CoUninitialize();
 }
 
 } // namespace
