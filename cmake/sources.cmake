@@ -29,13 +29,16 @@ if(WIN32)
     source/platform/win/calls.cpp
     source/platform/win/constants.cpp
     source/platform/win/tempnames.cpp
+    source/platform/win/shell.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES mpr shlwapi)
   list(APPEND ZELK_PLATFORM_LIBRARIES ole32 uuid)
+  list(APPEND ZELK_PLATFORM_LIBRARIES shell32)
 else()
   set(ZELK_PLATFORM_SOURCES
     source/platform/posix/hostdrives.cpp
     source/platform/posix/hostfiles.cpp
+    source/platform/posix/hostshell.cpp
     source/platform/posix/hosttext.cpp
     source/platform/posix/hostvolumes.cpp
     source/platform/posix/hosttempnames.cpp

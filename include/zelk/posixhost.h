@@ -47,6 +47,23 @@ ZELK_API bool UnmapDrive(char letter);
 ZELK_API bool InitializeObjects(bool multithreaded = false);
 ZELK_API void UninitializeObjects();
 
+// Showing an entry in the file manager.
+// CoreFileUtils::ShowFileLocation asks the desktop's file manager over the session bus to show
+// the entry selected (org.freedesktop.FileManager1.ShowItems, through dbus-send or gdbus), and
+// where none answers, opens the entry's parent directory with xdg-open. The entry's place on the
+// host comes from the drive table; it need not exist. The programs start in a process of their
+// own: the call returns as soon as the first one has started, never waits for the file manager,
+// and leaves no child behind for the program to reap. Names are passed as arguments, never
+// through a shell. ShowFileLocation is true when a program started, false when none could.
+//
+// SetShowLauncher puts one command in place of that request: command holds the program (a path,
+// or a name looked up on PATH) and its leading arguments, up to a null entry. Each start adds two
+// arguments: the entry's file:// URI (every byte but letters, digits, -._~ and / percent-encoded)
+// and its host path as it stands. A null command, or one with no words, restores the default.
+// False, with nothing changed, when the program's name is empty. Not to be called while another
+// thread shows an entry.
+ZELK_API bool SetShowLauncher(const char* const* command);
+
 } // namespace posixhost
 } // namespace zelk
 } // namespace vorlan

@@ -9,6 +9,7 @@
 #ifndef ZELK_SOURCE_PLATFORM_PLATFORM_H
 #define ZELK_SOURCE_PLATFORM_PLATFORM_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace vorlan {
@@ -211,6 +212,25 @@ DWORD GetTempPathW(DWORD bufferLength, unsigned short* buffer);
 // The digits of value in radix (2 to 36, lower-case letters above 9) as terminated text in
 // buffer, which must hold 33 units; returns buffer. Another radix gives the empty text.
 unsigned short* _ultow(DWORD value, unsigned short* buffer, int radix);
+
+// The Windows directory, and starting a program through the shell.
+struct OpaqueWindow;
+using HWND = OpaqueWindow*;
+// What ShellExecuteW gives: a number above 32 on success, else an error of at most 32.
+struct OpaqueInstance;
+using HINSTANCE = OpaqueInstance*;
+constexpr int SW_SHOWNORMAL = 1;
+constexpr DWORD SE_ERR_NOASSOC = 31;
+// The Windows directory's text and its length; when size units are too few, the units it needs
+// and the buffer untouched; 0 on failure.
+UINT GetWindowsDirectoryW(unsigned short* buffer, UINT size);
+// Appends source behind the text in destination, a buffer of size units. 0 on success; EINVAL
+// (22) or ERANGE (34) otherwise. The caller makes sure of the room first: the Windows runtime
+// stops the process on a buffer that is too small.
+int wcscat_s(unsigned short* destination, std::size_t size, const unsigned short* source);
+HINSTANCE ShellExecuteW(HWND window, const unsigned short* operation, const unsigned short* file,
+                        const unsigned short* parameters, const unsigned short* directory,
+                        int showCommand);
 
 // Sets SEM_FAILCRITICALERRORS for its scope, so a missing medium fails a call instead of asking
 // the user, and restores the previous mode on every way out. Guards nest.
