@@ -621,5 +621,53 @@ bool CoreFileUtils::PathsEquivalent(const AFile& first, const AFile& second, boo
     return platform::_wcsicmp(leftText.GrabWString(), rightText.GrabWString()) == 0;
 }
 
+// Showing an entry.
+
+namespace {
+
+// The browser's full path: the Windows directory and "\explorer.exe", in a buffer of 512 units.
+constexpr std::size_t kBrowserBufferUnits = 512;
+constexpr unsigned short kBrowserName[] = {'\\', 'e', 'x', 'p', 'l', 'o', 'r',
+                                           'e',  'r', '.', 'e', 'x', 'e', 0};
+constexpr unsigned short kOpen[] = {'o', 'p', 'e', 'n', 0};
+
+// Whether the text in buffer, terminated within it, leaves room for the browser's name and its
+// terminator. The runtime's wcscat_s would stop the process on a buffer that is too small, so
+// this is asked first.
+bool HasRoomForBrowserName(const unsigned short* buffer) {
+    std::size_t length = 0;
+    while (length < kBrowserBufferUnits && buffer[length] != 0) {
+        ++length;
+    }
+    return length + sizeof(kBrowserName) / sizeof(kBrowserName[0]) <= kBrowserBufferUnits;
+}
+
+} // namespace
+
+bool CoreFileUtils::ShowFileLocation(const AFile& file) {
+    const AString path = file.GetPath(false);
+    if (path.IsEmpty()) {
+        return false;
+    }
+    AString parameters("/select,\"");
+    parameters += path;
+    parameters += static_cast<unsigned short>('"');
+
+    unsigned short browser[kBrowserBufferUnits] = {};
+    (void)platform::GetWindowsDirectoryW(browser, static_cast<platform::UINT>(kBrowserBufferUnits));
+    // No Windows directory gives no browser: "\explorer.exe" alone would name whatever the
+    // current drive's root holds.
+    if (browser[0] == 0 || !HasRoomForBrowserName(browser) ||
+        platform::wcscat_s(browser, kBrowserBufferUnits, kBrowserName) != 0) {
+        return false;
+    }
+
+    const AString directory = file.GetParentPath(false);
+    const platform::HINSTANCE result =
+        platform::ShellExecuteW(nullptr, kOpen, browser, parameters.GrabWString(),
+                                directory.GrabWString(), platform::SW_SHOWNORMAL);
+    return reinterpret_cast<std::intptr_t>(result) > 32;
+}
+
 } // namespace zelk
 } // namespace vorlan

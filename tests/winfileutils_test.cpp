@@ -2,6 +2,7 @@
 #include <zelk/afile.h>
 #include <zelk/apath.h>
 #include <zelk/astring.h>
+#include <zelk/astring8.h>
 #include <zelk/fileutils.h>
 
 #include <gtest/gtest.h>
@@ -10,11 +11,22 @@
 
 #if !defined(_WIN32)
 #include <zelk/posixhost.h>
+
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <vector>
 #endif
 
 using vorlan::zelk::AFile;
 using vorlan::zelk::APath;
 using vorlan::zelk::AString;
+using vorlan::zelk::AString8;
 using vorlan::zelk::CoreFileUtils;
 using vorlan::zelk::CorePathUtils;
 using vorlan::zelk::WinFileUtils;
@@ -171,6 +183,112 @@ TEST_F(NetworkDriveTest, NameThatDoesNotFitLeavesDrivePath) {
     ASSERT_TRUE(posixhost::MapDrive('X', "/tmp", tooLong.c_str()));
     EXPECT_EQ(Unc("X:\\a"), "X:\\a");
     EXPECT_EQ(Unc("X:\\"), "X:\\");
+}
+#endif
+
+// ---- Showing an entry --------------------------------------------------------------------
+
+TEST(ShowFileLocationTest, EmptyFileStartsNothing) {
+    EXPECT_FALSE(CoreFileUtils::ShowFileLocation(AFile()));
+}
+
+#if !defined(_WIN32)
+// Any other entry would start the real file browser on Windows and under Wine, so these run on
+// Linux only, with a launcher that records its arguments in place of the file manager.
+namespace fs = std::filesystem;
+
+class ShowThroughLauncherTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fDir = fs::temp_directory_path() /
+               ("zelk-show-" + std::to_string(::getpid()) + "-" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(fDir);
+        ASSERT_TRUE(fs::create_directory(fDir));
+        fRecord = (fDir / "arguments").string();
+        fScript = (fDir / "record.sh").string();
+        std::ofstream(fScript)
+            << "#!/bin/sh\nout=$1; shift\n"
+               "printf '%s\\n' \"$@\" > \"$out.part\" && mv \"$out.part\" \"$out\"\n";
+        fs::permissions(fScript, fs::perms::owner_all);
+    }
+    void TearDown() override {
+        vorlan::zelk::posixhost::SetShowLauncher(nullptr);
+        fs::remove_all(fDir);
+    }
+
+    // The arguments the launcher got, one a line; empty when it wrote nothing within 10 s.
+    std::vector<std::string> RecordedArguments() const {
+        for (int i = 0; i < 500 && !fs::exists(fRecord); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        std::ifstream in(fRecord);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    // The AFile of a host path, in its drive form through Z:, the host root.
+    static AFile HostFile(const std::string& hostPath) {
+        std::string text = "Z:" + hostPath;
+        for (char& c : text) {
+            c = c == '/' ? '\\' : c;
+        }
+        AFile file;
+        CoreFileUtils::UTF8ToAFile(AString8(text.c_str()), file);
+        return file;
+    }
+
+    fs::path fDir;
+    std::string fRecord;
+    std::string fScript;
+};
+
+TEST_F(ShowThroughLauncherTest, LauncherGetsTheEntryAsArguments) {
+    const char* const command[] = {fScript.c_str(), fRecord.c_str(), nullptr};
+    ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
+    // Blanks, quotation marks, a semicolon and non-ASCII text reach the launcher unchanged, and
+    // the entry need not exist.
+    const std::string name = "a b \"q\" 'x';\xC3\xBC.txt";
+    const std::string hostPath = (fDir / name).string();
+
+    EXPECT_TRUE(CoreFileUtils::ShowFileLocation(HostFile(hostPath)));
+    // The launcher runs detached: no child is left for this process to reap.
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+
+    const std::vector<std::string> arguments = RecordedArguments();
+    ASSERT_EQ(arguments.size(), 2u);
+    const std::string uri = arguments[0];
+    const std::string encoded = "/a%20b%20%22q%22%20%27x%27%3B%C3%BC.txt";
+    EXPECT_EQ(uri.rfind("file:///", 0), 0u) << uri;
+    ASSERT_GE(uri.size(), encoded.size());
+    EXPECT_EQ(uri.substr(uri.size() - encoded.size()), encoded);
+    EXPECT_EQ(arguments[1], hostPath);
+}
+
+TEST_F(ShowThroughLauncherTest, FailedStartsGiveFalse) {
+    const std::string entry = (fDir / "x.txt").string();
+    const std::string notRunnable = (fDir / "not-runnable").string();
+    std::ofstream(notRunnable) << "neither a script nor a program\n";
+    fs::permissions(notRunnable, fs::perms::owner_all);
+    const std::string missing = (fDir / "missing").string();
+
+    for (const std::string& program : {missing, notRunnable}) {
+        SCOPED_TRACE(program);
+        const char* const command[] = {program.c_str(), nullptr};
+        ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
+        EXPECT_FALSE(CoreFileUtils::ShowFileLocation(HostFile(entry)));
+    }
+    // An entry on a drive the table doesn't map has no place on the host.
+    const char* const command[] = {fScript.c_str(), fRecord.c_str(), nullptr};
+    ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
+    const char letter = MissingDrive();
+    ASSERT_NE(letter, 0);
+    EXPECT_FALSE(CoreFileUtils::ShowFileLocation(FileOf(std::string(1, letter) + ":\\a")));
+    EXPECT_FALSE(fs::exists(fRecord));
 }
 #endif
 

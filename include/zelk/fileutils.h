@@ -147,6 +147,16 @@ public:
     // every way out. When the runtime names no current locale, or there is no memory to keep its
     // name, the locale is not switched and the current one folds the letters.
     static bool PathsEquivalent(const AFile& first, const AFile& second, bool resolveAliases);
+
+    // Showing an entry.
+    // Starts the system's file browser with the entry selected (on Windows explorer.exe from the
+    // Windows directory, with /select,"path", in the entry's parent directory). The entry need not
+    // exist; true means only that the browser was started, and nothing waits for it. False, and
+    // nothing started, for an empty AFile, for a failed start, and when the Windows directory
+    // can't be read or its text leaves no room for "\explorer.exe" in a buffer of 512 units (the
+    // buffer is never written past). On hosts without Win32 the desktop's file manager is asked
+    // to show the entry (see zelk/posixhost.h).
+    static bool ShowFileLocation(const AFile& file);
 };
 
 // Operations on paths that touch no entry: the process's current directory, and tests of a
