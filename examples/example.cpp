@@ -110,5 +110,11 @@ int main() {
                     upper == lower ? "yes" : "no",
                     CoreFileUtils::PathsEquivalent(upper, lower, false) ? "yes" : "no");
     }
+    // One entry in its three textual forms: Windows notation, POSIX notation, and the server
+    // form, which differs only for a path on a drive connected to a share.
+    const AFile entry(AString("C:/Users/Public/report.txt"));
+    Print("local", WinFileUtils::GetLocalPath(entry));
+    Print("posix", WinFileUtils::GetPosixPath(entry));
+    Print("unc", WinFileUtils::GetUNCPath(entry));
     return 0;
 }
