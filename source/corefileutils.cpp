@@ -455,29 +455,32 @@ constexpr platform::DWORD kMoveFileFlags = platform::MOVEFILE_REPLACE_EXISTING |
 constexpr platform::DWORD kMoveDirectoryFlags =
     platform::MOVEFILE_COPY_ALLOWED | platform::MOVEFILE_WRITE_THROUGH;
 
-// What copy and move decide before the platform is asked: false when the call must not be made.
-bool MayTransfer(const AFile& source, const AFile& target, bool failIfExists) {
-    if (!source.Exists() || !target.HasValidPath()) {
+// What copy and move share: equal AFiles give true at once; a missing source, a target without a
+// valid path, or an existing target when failIfExists is true give false before the platform is
+// asked; otherwise call gets both paths in platform form.
+template <typename Call>
+bool Transfer(const AFile& source, const AFile& target, bool failIfExists, Call call) {
+    if (source == target) {
+        return true;
+    }
+    if (!source.Exists() || !target.HasValidPath() || (failIfExists && target.Exists())) {
         return false;
     }
-    return !(failIfExists && target.Exists());
+    const AString from = source.GetPath(true);
+    const AString to = target.GetPath(true);
+    platform::ErrorModeGuard guard;
+    return call(from.GrabWString(), to.GrabWString());
 }
 
 } // namespace
 
 bool CoreFileUtils::CopyFileW(const AFile& source, const AFile& target, bool failIfExists) {
-    if (source == target) {
-        return true;
-    }
-    if (!MayTransfer(source, target, failIfExists)) {
-        return false;
-    }
-    const AString from = source.GetPath(true);
-    const AString to = target.GetPath(true);
-    // failIfExists has acted above; the platform always replaces, so a target that appeared since
-    // is replaced as well.
-    platform::ErrorModeGuard guard;
-    return platform::CopyFileW(from.GrabWString(), to.GrabWString(), 0) != 0;
+    // failIfExists has acted before the call; the platform always replaces, so a target that
+    // appeared since is replaced as well.
+    return Transfer(source, target, failIfExists,
+                    [](const unsigned short* from, const unsigned short* to) {
+                        return platform::CopyFileW(from, to, 0) != 0;
+                    });
 }
 
 bool CoreFileUtils::FileCopy(const AFile& source, const AFile& target, bool failIfExists) {
@@ -485,18 +488,13 @@ bool CoreFileUtils::FileCopy(const AFile& source, const AFile& target, bool fail
 }
 
 bool CoreFileUtils::MoveFileW(const AFile& source, const AFile& target, bool failIfExists) {
-    if (source == target) {
-        return true;
-    }
-    if (!MayTransfer(source, target, failIfExists)) {
-        return false;
-    }
-    const AString from = source.GetPath(true);
-    const AString to = target.GetPath(true);
-    const platform::DWORD flags =
-        source.GetAttribute(AFile::kIsDirectory) ? kMoveDirectoryFlags : kMoveFileFlags;
-    platform::ErrorModeGuard guard;
-    return platform::MoveFileExW(from.GrabWString(), to.GrabWString(), flags) != 0;
+    return Transfer(source, target, failIfExists,
+                    [&source](const unsigned short* from, const unsigned short* to) {
+                        const platform::DWORD flags = source.GetAttribute(AFile::kIsDirectory)
+                                                          ? kMoveDirectoryFlags
+                                                          : kMoveFileFlags;
+                        return platform::MoveFileExW(from, to, flags) != 0;
+                    });
 }
 
 bool CoreFileUtils::FileMove(const AFile& source, const AFile& target, bool failIfExists) {
