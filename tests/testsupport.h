@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace zelktest {
 
@@ -17,6 +18,15 @@ inline std::string Narrow(const vorlan::zelk::AString& text) {
     std::string out;
     for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
         const unsigned short unit = text.GrabWString()[i];
+        out += unit < 0x80 ? static_cast<char>(unit) : '?';
+    }
+    return out;
+}
+
+// The same for UTF-16 text held in a standard string.
+inline std::string Narrow(std::u16string_view text) {
+    std::string out;
+    for (const char16_t unit : text) {
         out += unit < 0x80 ? static_cast<char>(unit) : '?';
     }
     return out;
