@@ -196,6 +196,17 @@ struct EditRow {
 
 // Each edit gives the expected units, terminated, and the character count they have when made
 // afresh.
+template <std::size_t N> void ExpectEdits(const EditRow (&rows)[N]) {
+    for (const EditRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        AString s = Make(row.text);
+        row.edit(s);
+        EXPECT_EQ(Of(s), W(row.expected));
+        EXPECT_EQ(s.GrabWString()[s.UTF16Count()], 0) << "terminator";
+        EXPECT_EQ(s.CharCount(), Make(row.expected).CharCount());
+    }
+}
+
 TEST_F(AStringTest, EditingTable) {
     const EditRow rows[] = {
         // Append and Insert
@@ -259,14 +270,7 @@ TEST_F(AStringTest, EditingTable) {
         {"substring from 0", std::u16string_view(u"ab\0cd", 5),
          [](AString& s) { s = s.Substring(2); }, u""},
     };
-    for (const EditRow& row : rows) {
-        SCOPED_TRACE(row.name);
-        AString s = Make(row.text);
-        row.edit(s);
-        EXPECT_EQ(Of(s), W(row.expected));
-        EXPECT_EQ(s.GrabWString()[s.UTF16Count()], 0) << "terminator";
-        EXPECT_EQ(s.CharCount(), Make(row.expected).CharCount());
-    }
+    ExpectEdits(rows);
 }
 
 // ---- Searching ----
@@ -410,46 +414,39 @@ TEST_F(AStringTest, AllOnesRequestsAreRefused) {
 
 // ---- Null from a registered allocate procedure ----
 
+// A text of 40 units in a heap block, made before blocks are refused.
+const AString* gHeapText = nullptr;
+const std::u16string kFull(31, u'f');
+const std::u16string kLocalX(31, u'x');
+
 TEST_F(AStringTest, FailedGrowthKeepsWhatTheOperationPromises) {
     const AString heapText(std::string(40, 'y').c_str());
+    gHeapText = &heapText;
     AString shrink(std::string(100, 'z').c_str());
     // Records (under 128 bytes) still come; text blocks (64 units and more) do not.
     gFailFrom = 128;
-
-    AString s("abc");
-    s.Append(heapText);
-    EXPECT_EQ(Of(s), W(u"abc"));
-    s.Insert(1, heapText);
-    EXPECT_EQ(Of(s), W(u"abc"));
-    s += heapText;
-    EXPECT_EQ(Of(s), W(u"abc"));
-    AString full(std::string(31, 'f').c_str());
-    full.SetChar(31, u'g');
-    EXPECT_EQ(full.UTF16Count(), 31u);
-
-    // Assignment brings the former text back up to its first 0 unit, with counts afresh.
-    AString former = Make(std::u16string_view(u"ab\0c", 4));
-    former.SetString(heapText);
-    EXPECT_EQ(Of(former), W(u"ab"));
-    AString singly = Singly();
-    singly = heapText;
-    EXPECT_EQ(Of(singly), W(u"\xD83D\xDE00"));
-    EXPECT_EQ(singly.CharCount(), 1u);
-    AString buffer("abc");
-    buffer.SetBuffer(heapText.GrabWString(), 40);
-    EXPECT_EQ(Of(buffer), W(u"abc"));
-    buffer = std::string(40, 'x').c_str();
-    EXPECT_EQ(Of(buffer), W(std::u16string(31, u'x'))) << "what fits the local buffer comes";
-
+    const EditRow rows[] = {
+        {"append", u"abc", [](AString& s) { s.Append(*gHeapText); }, u"abc"},
+        {"insert", u"abc", [](AString& s) { s.Insert(1, *gHeapText); }, u"abc"},
+        {"+=", u"abc", [](AString& s) { s += *gHeapText; }, u"abc"},
+        {"setchar past a full local buffer", kFull, [](AString& s) { s.SetChar(31, u'g'); }, kFull},
+        {"setbuffer", u"abc", [](AString& s) { s.SetBuffer(gHeapText->GrabWString(), 40); },
+         u"abc"},
+        // Assignment brings the former text back up to its first 0 unit, with counts afresh.
+        {"setstring", std::u16string_view(u"ab\0c", 4), [](AString& s) { s.SetString(*gHeapText); },
+         u"ab"},
+        {"assignment", u"", [](AString& s) { (s = Singly()) = *gHeapText; }, u"\xD83D\xDE00"},
+        {"c string: what fits the local buffer", u"abc",
+         [](AString& s) { s = std::string(40, 'x').c_str(); }, kLocalX},
+        // operator+ and Substring give what found room.
+        {"operator+", u"ab", [](AString& s) { s = s + *gHeapText; }, u"ab"},
+        {"substring to the end", u"", [](AString& s) { s = gHeapText->Substring(1); }, u""},
+        {"short substring", u"", [](AString& s) { s = gHeapText->Substring(1, 5); }, u"yyyyy"},
+    };
+    ExpectEdits(rows);
     AString pre("abc");
     pre.Preallocate(100);
     EXPECT_EQ(pre.Capacity(), 31u);
-
-    // operator+ and Substring give what found room.
-    EXPECT_EQ(Of(AString("ab") + heapText), W(u"ab"));
-    EXPECT_EQ(Of(heapText.Substring(1)), Units{});
-    EXPECT_EQ(Of(heapText.Substring(1, 5)), W(u"yyyyy"));
-
     // Shrink keeps the block when the smaller one is refused.
     shrink.Shrink(true);
     EXPECT_EQ(shrink.Capacity(), 127u);
