@@ -357,37 +357,24 @@ TEST_F(AStringTest, SourceInsideItsOwnBuffer) {
     const std::u16string letters =
         u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-";
     for (std::size_t length : {3u, 20u, 40u, 63u}) {
-        const std::u16string base = letters.substr(0, length);
         SCOPED_TRACE(length);
-        AString s = Make(base);
-        s += s;
-        EXPECT_EQ(Of(s), W(base + base));
-
-        s = Make(base);
-        s.Append(s.GrabWString() + 1);
-        EXPECT_EQ(Of(s), W(base + base.substr(1)));
-
+        const std::u16string base = letters.substr(0, length);
+        // Each edit starts from base and reads from the string it changes.
+        const auto expect = [&](const std::u16string& expected, const auto& edit) {
+            AString s = Make(base);
+            edit(s);
+            EXPECT_EQ(Of(s), W(expected));
+        };
+        expect(base + base, [](AString& s) { s += s; });
+        expect(base + base.substr(1), [](AString& s) { s.Append(s.GrabWString() + 1); });
+        expect(base.substr(1), [](AString& s) { s.SetString(s.GrabWString() + 1); });
+        expect(base, [](AString& s) { s = static_cast<const AString&>(s); });
         for (unsigned long at = 0; at <= length; ++at) {
-            s = Make(base);
-            s.Insert(at, s);
-            std::u16string expected = base;
-            expected.insert(at, base);
-            ASSERT_EQ(Of(s), W(expected)) << "insert at " << at;
-
-            s = Make(base);
-            s.Insert(at, s.GrabWString() + length / 2);
-            expected = base;
-            expected.insert(at, base.substr(length / 2));
-            ASSERT_EQ(Of(s), W(expected)) << "insert tail at " << at;
+            SCOPED_TRACE(at);
+            expect(std::u16string(base).insert(at, base), [at](AString& s) { s.Insert(at, s); });
+            expect(std::u16string(base).insert(at, base.substr(length / 2)),
+                   [&](AString& s) { s.Insert(at, s.GrabWString() + length / 2); });
         }
-
-        s = Make(base);
-        s.SetString(s.GrabWString() + 1);
-        EXPECT_EQ(Of(s), W(base.substr(1)));
-        s = Make(base);
-        const AString& alias = s;
-        s = alias;
-        EXPECT_EQ(Of(s), W(base));
     }
 }
 
