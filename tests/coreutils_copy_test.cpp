@@ -3,23 +3,11 @@
 
 #include <zelk/fileutils.h>
 
-#include <zelk/aallocator.h>
-#include <zelk/afile.h>
-#include <zelk/apath.h>
-#include <zelk/astring.h>
+#include "testsupport.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
 #include <clocale>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <new>
-#include <random>
 #include <string>
-#include <system_error>
 
 #if !defined(_WIN32)
 #include <zelk/posixhost.h>
@@ -31,115 +19,18 @@ using vorlan::zelk::APath;
 using vorlan::zelk::AString;
 using vorlan::zelk::CoreFileUtils;
 using vorlan::zelk::CorePathUtils;
+using zelktest::HostPath;
+using zelktest::Narrow;
+using zelktest::Read;
 
 namespace fs = std::filesystem;
 namespace platform = vorlan::zelk::platform;
 
 namespace {
 
-std::string UniqueName() {
-    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-    std::mt19937_64 generator(std::random_device{}() ^ static_cast<unsigned long long>(ticks));
-    const char digits[] = "0123456789abcdef";
-    std::string name = "zelk-copy-";
-    for (int i = 0; i < 12; ++i) {
-        name += digits[generator() % 16];
-    }
-    return name;
-}
+using CoreUtilsCopyTest = zelktest::ScratchTest;
 
-// The text's units as bytes: the texts here are ASCII.
-std::string Narrow(const AString& text) {
-    std::string bytes;
-    for (const unsigned short* unit = text.GrabWString(); *unit != 0; ++unit) {
-        bytes += static_cast<char>(*unit);
-    }
-    return bytes;
-}
-
-// The host's own path of an entry, for making and reading content with the standard library.
-fs::path HostPath(const AFile& file) {
-    std::string text = Narrow(file.GetPath(false));
-#if !defined(_WIN32)
-    // The default drive table maps Z: to the host root.
-    EXPECT_EQ(text.compare(0, 2, "Z:"), 0) << text;
-    text.erase(0, 2);
-    std::replace(text.begin(), text.end(), '\\', '/');
-#endif
-    return fs::path(text);
-}
-
-void Write(const AFile& file, const std::string& content) {
-    std::ofstream out(HostPath(file), std::ios::binary);
-    out << content;
-}
-
-// The content of a file, or "<dir>" or "<none>".
-std::string Read(const AFile& file) {
-    std::error_code error;
-    const fs::path path = HostPath(file);
-    if (fs::is_directory(path, error)) {
-        return "<dir>";
-    }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        return "<none>";
-    }
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// A fresh directory below base (the current directory by default), removed with all it holds
-// on every way out.
-class ScratchDir {
-public:
-    explicit ScratchDir(const APath& base = CorePathUtils::GetCurrentDir()) {
-        fRoot.SetPath(base);
-        fRoot.AppendName(AString(UniqueName().c_str()));
-        fMade = fRoot.MakeDirectory(false, nullptr);
-    }
-    ~ScratchDir() {
-        if (fMade) {
-            std::error_code error;
-            fs::remove_all(HostPath(fRoot), error);
-        }
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    bool Made() const { return fMade; }
-    const AFile& Root() const { return fRoot; }
-    // The entry at relative (Windows notation) below the directory.
-    AFile At(const std::string& relative) const {
-        APath path = fRoot.GetPath();
-        path.Append(APath(AString(relative.c_str()), APath::kWinPath));
-        return AFile(path);
-    }
-
-private:
-    AFile fRoot;
-    bool fMade = false;
-};
-
-class CoreUtilsCopyTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(fScratch.Made()); }
-
-    AFile At(const std::string& relative) const { return fScratch.At(relative); }
-    // Makes a file with content, or a directory for content "<dir>".
-    AFile Make(const std::string& relative, const std::string& content) {
-        AFile file = At(relative);
-        if (content == "<dir>") {
-            EXPECT_TRUE(file.MakeDirectory(false, nullptr)) << relative;
-        } else if (content != "<none>") {
-            Write(file, content);
-        }
-        return file;
-    }
-
-    ScratchDir fScratch;
-};
-
-// ---- Copy and move ---------------------------------------------------------------------------
+// ---- Copy, move and rename ------------------------------------------------------------------
 
 enum class Op { kCopy, kMove };
 
@@ -224,47 +115,34 @@ TEST_F(CoreUtilsCopyTest, MoveOntoAHardLinkOfItself) {
     EXPECT_EQ(Read(target), "abc");
 }
 
-// A move to another file system copies and removes the source; the hosts differ here.
+#if !defined(_WIN32)
+// A move to another file system copies and removes the source, and replaces a file at the target
+// leaving nothing beside it. Wine's drives usually share one file system, so Linux only.
 TEST_F(CoreUtilsCopyTest, MoveAcrossFileSystems) {
-#if defined(_WIN32)
-    GTEST_SKIP() << "needs two file systems at known places; Wine's drives usually share one";
-#else
     std::error_code error;
-    const auto shm = fs::space("/dev/shm", error);
-    const auto here = fs::space(HostPath(fScratch.Root()), error);
-    if (error || shm.capacity == here.capacity) {
-        GTEST_SKIP()
-            << "/dev/shm is missing or looks like the file system of the scratch directory";
+    if (fs::space("/dev/shm", error).capacity == fs::space(HostPath(fScratch.Root())).capacity ||
+        error) {
+        GTEST_SKIP() << "/dev/shm is missing or looks like the scratch directory's file system";
     }
-    ScratchDir other(APath(AString("Z:\\dev\\shm"), APath::kWinPath));
+    const zelktest::ScratchDir other(zelktest::WinPath("Z:\\dev\\shm"));
     ASSERT_TRUE(other.Made());
-
-    const AFile source = other.At("file");
-    Write(source, "src");
     const AFile target = At("moved");
-    EXPECT_TRUE(CoreFileUtils::MoveFileW(source, target, true));
-    EXPECT_EQ(Read(source), "<none>");
-    EXPECT_EQ(Read(target), "src");
-
-    // An existing file at the target is replaced, and nothing is left beside it.
-    Write(source, "new");
-    EXPECT_TRUE(CoreFileUtils::MoveFileW(source, target, false));
-    EXPECT_EQ(Read(source), "<none>");
-    EXPECT_EQ(Read(target), "new");
-    EXPECT_EQ(
-        std::distance(fs::directory_iterator(HostPath(fScratch.Root())), fs::directory_iterator()),
-        1);
-#endif
+    for (const char* content : {"src", "new"}) {
+        const AFile source = other.Make("file", content);
+        EXPECT_TRUE(CoreFileUtils::MoveFileW(source, target, content == std::string("src")));
+        EXPECT_EQ(Read(source), "<none>");
+        EXPECT_EQ(Read(target), content);
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(HostPath(fScratch.Root())), {}), 1);
 }
-
-// ---- Rename ----------------------------------------------------------------------------------
+#endif
 
 struct RenameRow {
     const char* name;
     const char* entry; // what stands at "file.txt" before: text, "<dir>" or "<none>"
     std::string newName;
     bool result;
-    const char* nameAfter; // GetNameStr of the AFile afterwards
+    const char* nameAfter; // GetNameStr of the AFile afterwards, null for newName
 };
 
 TEST_F(CoreUtilsCopyTest, RenameTable) {
@@ -288,7 +166,7 @@ TEST_F(CoreUtilsCopyTest, RenameTable) {
     for (const RenameRow& row : rows) {
         SCOPED_TRACE(row.name);
         const std::string directory = "r" + std::to_string(index++);
-        ASSERT_TRUE(At(directory).MakeDirectory(false, nullptr));
+        Make(directory, "<dir>");
         Make(directory + "\\taken", "other");
         const AFile original = Make(directory + "\\file.txt", row.entry);
         AFile file = original;
@@ -296,25 +174,18 @@ TEST_F(CoreUtilsCopyTest, RenameTable) {
         const std::string nameAfter = row.nameAfter != nullptr ? row.nameAfter : row.newName;
         EXPECT_EQ(Narrow(file.GetNameStr()), nameAfter);
         EXPECT_EQ(Read(At(directory + "\\taken")), "other");
-        if (std::string(row.entry) == "<none>") {
-            EXPECT_EQ(Read(file), "<none>");
-        } else if (nameAfter == "file.txt") {
-            EXPECT_EQ(Read(original), row.entry) << "a refused rename touches nothing";
-        } else {
-            EXPECT_EQ(Read(file), row.entry);
-        }
+        // The entry is found under the name the AFile holds now; a refused rename touches nothing.
+        EXPECT_EQ(Read(file), row.entry);
     }
 }
 
-// ---- Volumes ---------------------------------------------------------------------------------
-
-struct VolumeRow {
-    const char* path;
-    const char* volume;
-};
+// ---- Volumes and free space ------------------------------------------------------------------
 
 TEST(CoreUtilsVolumeTest, VolumeNamesAndSameVolume) {
-    const VolumeRow rows[] = {
+    const struct {
+        const char* path;
+        const char* volume;
+    } rows[] = {
         {"C:\\a\\b", "C:"},
         {"C:b", "C:"},
         {"C:\\", "C:"},
@@ -327,12 +198,12 @@ TEST(CoreUtilsVolumeTest, VolumeNamesAndSameVolume) {
         {"a\\b", ""},
         {"", ""},
     };
-    for (const VolumeRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
         const AFile file{AString(row.path)};
         EXPECT_EQ(Narrow(CoreFileUtils::GetVolumeName(file)), row.volume);
         // The same volume exactly when the names are equal, letter case included.
-        for (const VolumeRow& other : rows) {
+        for (const auto& other : rows) {
             EXPECT_EQ(CoreFileUtils::OnSameVolume(file, AFile(AString(other.path))),
                       std::string(row.volume) == other.volume)
                 << other.path;
@@ -344,10 +215,9 @@ TEST(CoreUtilsVolumeTest, ServerVolumes) {
     EXPECT_TRUE(CoreFileUtils::OnServerVolume(AFile(AString("\\\\server\\share\\a.txt"))));
     EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile(CorePathUtils::GetCurrentDir())));
     EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile()));
-#if defined(_WIN32)
+#if !defined(_WIN32)
     // A drive mapped to a share needs a network provider, which Wine doesn't offer to tests.
-#else
-    ScratchDir share;
+    const zelktest::ScratchDir share;
     ASSERT_TRUE(share.Made());
     const std::string host = HostPath(share.Root()).string();
     ASSERT_TRUE(vorlan::zelk::posixhost::MapDrive('R', host.c_str(), "\\\\server\\share"));
@@ -363,12 +233,11 @@ TEST(CoreUtilsVolumeTest, ServerVolumes) {
 }
 
 TEST_F(CoreUtilsCopyTest, FreeSpace) {
-    const APath here = fScratch.Root().GetPath();
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(fScratch.Root()), 0u);
     // A file that doesn't exist yet asks about its directory.
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(At("future.txt")), 0u);
     // A drive's root, which then ends in two separators.
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(here.Subpath(0, 1))), 0u);
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(fScratch.Root().GetPath().Subpath(0, 1))), 0u);
     // No path and one relative component: the root of the current drive.
     EXPECT_GT(CorePathUtils::GetPathFreeSpace(APath()), 0u);
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(AString("loose.txt"))), 0u);
@@ -378,15 +247,12 @@ TEST_F(CoreUtilsCopyTest, FreeSpace) {
 
 // ---- Path equivalence ------------------------------------------------------------------------
 
-struct EquivalenceRow {
-    std::string first;
-    std::string second;
-    bool equivalent;
-};
-
 TEST(CoreUtilsEquivalenceTest, TextsWithoutEntries) {
-    const std::string longName(300, 'x');
-    const EquivalenceRow rows[] = {
+    const struct {
+        std::string first;
+        std::string second;
+        bool equivalent;
+    } rows[] = {
         {"C:\\A\\b", "c:\\a\\B", true},
         {"C:\\a\\b", "C:\\a\\c", false},
         {"a\\b", "a\\.\\b", false},
@@ -395,9 +261,9 @@ TEST(CoreUtilsEquivalenceTest, TextsWithoutEntries) {
         {"", "", true},
         {"", "a", false},
         // Long paths are compared without their prefix on both sides.
-        {"C:\\" + longName, "c:\\" + std::string(300, 'X'), true},
+        {"C:\\" + std::string(300, 'x'), "c:\\" + std::string(300, 'X'), true},
     };
-    for (const EquivalenceRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.first.substr(0, 40) + " | " + row.second.substr(0, 40));
         const AFile first(AString(row.first.c_str()));
         const AFile second(AString(row.second.c_str()));
@@ -406,34 +272,17 @@ TEST(CoreUtilsEquivalenceTest, TextsWithoutEntries) {
     }
 }
 
-// Sets a character-type locale for the test and puts the previous one back.
-class LocaleScope {
-public:
-    explicit LocaleScope(const char* name) : fSaved(std::setlocale(LC_CTYPE, nullptr)) {
-        fSet = std::setlocale(LC_CTYPE, name) != nullptr;
-    }
-    ~LocaleScope() { std::setlocale(LC_CTYPE, fSaved.c_str()); }
-    LocaleScope(const LocaleScope&) = delete;
-    LocaleScope& operator=(const LocaleScope&) = delete;
-    bool Set() const { return fSet; }
-
-private:
-    std::string fSaved;
-    bool fSet = false;
-};
-
 void* RefuseAllocation(unsigned long long) {
     throw std::bad_alloc();
 }
 
+// The user's character-type locale folds letter case for the call alone, which puts the
+// program's locale back even when it ends by an exception.
 TEST(CoreUtilsEquivalenceTest, UsersLocaleForTheCallAlone) {
-    std::string user;
-    {
-        const LocaleScope probe("");
-        user = std::setlocale(LC_CTYPE, nullptr);
-    }
-    const LocaleScope scope("C");
-    ASSERT_TRUE(scope.Set());
+    const std::string saved = std::setlocale(LC_CTYPE, nullptr);
+    const char* userLocale = std::setlocale(LC_CTYPE, "");
+    const std::string user = userLocale != nullptr ? userLocale : "C";
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
     // "C" folds ASCII letters alone; any other user's locale folds A with diaeresis as well.
     const unsigned short upper[] = {'C', ':', '\\', 0xC4, 0};
     const unsigned short lower[] = {'c', ':', '\\', 0xE4, 0};
@@ -444,35 +293,11 @@ TEST(CoreUtilsEquivalenceTest, UsersLocaleForTheCallAlone) {
     }
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
 
-    // The scratch copies need memory: refused, the call ends by an exception.
     AAllocator::RegisterMemoryProcs(&RefuseAllocation, nullptr);
-    bool threw = false;
-    try {
-        (void)CoreFileUtils::PathsEquivalent(first, second, true);
-    } catch (const std::bad_alloc&) {
-        threw = true;
-    }
+    EXPECT_THROW((void)CoreFileUtils::PathsEquivalent(first, second, true), std::bad_alloc);
     AAllocator::RegisterMemoryProcs(nullptr, nullptr);
-    EXPECT_TRUE(threw);
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
-}
-
-// Makes a shell link at link to target through the object system, as a program would.
-platform::HRESULT MakeLink(const AFile& link, const AFile& target) {
-    platform::ScopedInterface<platform::IShellLinkW> shellLink;
-    platform::ScopedInterface<platform::IPersistFile> file;
-    platform::HRESULT result = platform::CoCreateInstance(
-        platform::CLSID_ShellLink, nullptr, platform::CLSCTX_INPROC_SERVER,
-        platform::IID_IShellLinkW, shellLink.Receive());
-    const AString targetText = target.GetPath(false);
-    const AString linkText = link.GetPath(false);
-    if (platform::FAILED(result) ||
-        platform::FAILED(result = shellLink->SetPath(targetText.GrabWString())) ||
-        platform::FAILED(
-            result = shellLink->QueryInterface(platform::IID_IPersistFile, file.Receive()))) {
-        return result;
-    }
-    return file->Save(linkText.GrabWString(), 1);
+    std::setlocale(LC_CTYPE, saved.c_str());
 }
 
 TEST_F(CoreUtilsCopyTest, ShellLinks) {
@@ -483,8 +308,8 @@ TEST_F(CoreUtilsCopyTest, ShellLinks) {
     AFile link = At("link.lnk");
     const AFile folderLink = At("folder.lnk");
     const AFile notALink = Make("text.lnk", "no link");
-    EXPECT_EQ(MakeLink(link, target), platform::S_OK);
-    EXPECT_EQ(MakeLink(folderLink, folder), platform::S_OK);
+    EXPECT_EQ(zelktest::MakeLink(link, target), platform::S_OK);
+    EXPECT_EQ(zelktest::MakeLink(folderLink, folder), platform::S_OK);
     // The working copies must not take the delete-on-destroy mark with them.
     link.DeleteOnDestroy(true);
     target.DeleteOnDestroy(true);

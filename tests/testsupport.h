@@ -1,15 +1,26 @@
-// Helpers shared by the test programs: a narrow view of a text, and allocation hooks that count.
+// Helpers shared by the test programs: a narrow view of a text, allocation hooks that count, and
+// scratch entries on disk.
 #ifndef ZELK_TESTS_TESTSUPPORT_H
 #define ZELK_TESTS_TESTSUPPORT_H
 
 #include <zelk/aallocator.h>
+#include <zelk/afile.h>
+#include <zelk/apath.h>
 #include <zelk/astring.h>
+#include <zelk/astring8.h>
+#include <zelk/fileutils.h>
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace zelktest {
 
@@ -61,6 +72,142 @@ protected:
     }
     void TearDown() override { vorlan::zelk::AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
 };
+
+// ---- Entries on disk ------------------------------------------------------------------------
+
+// A path from Windows notation.
+inline vorlan::zelk::APath WinPath(const std::string& text) {
+    return vorlan::zelk::APath(vorlan::zelk::AString(text.c_str()), vorlan::zelk::APath::kWinPath);
+}
+
+// A name no earlier run left behind: prefix and twelve random hexadecimal digits.
+inline std::string UniqueName(const std::string& prefix) {
+    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+    std::mt19937_64 generator(std::random_device{}() ^ static_cast<unsigned long long>(ticks));
+    std::string name = prefix;
+    for (int i = 0; i < 12; ++i) {
+        name += "0123456789abcdef"[generator() % 16];
+    }
+    return name;
+}
+
+// The host's own path of an entry, for making and reading entries with the standard library. On
+// POSIX hosts the default drive table maps Z: to the host root.
+inline std::filesystem::path HostPath(const vorlan::zelk::AFile& file) {
+#if defined(_WIN32)
+    return std::filesystem::path(
+        reinterpret_cast<const wchar_t*>(file.GetPath(false).GrabWString()));
+#else
+    vorlan::zelk::AString8 bytes;
+    vorlan::zelk::AString::AStringToUTF8(file.GetPath(false), bytes);
+    std::string text = bytes.c_str();
+    EXPECT_EQ(text.compare(0, 2, "Z:"), 0) << text;
+    text.erase(0, 2);
+    for (char& unit : text) {
+        unit = unit == '\\' ? '/' : unit;
+    }
+    return std::filesystem::path(text);
+#endif
+}
+
+// Makes a file holding content, a directory for "<dir>", nothing for "<none>".
+inline void Make(const vorlan::zelk::AFile& file, const std::string& content) {
+    if (content == "<dir>") {
+        std::error_code error;
+        EXPECT_TRUE(std::filesystem::create_directory(HostPath(file), error)) << error.message();
+    } else if (content != "<none>") {
+        std::ofstream(HostPath(file), std::ios::binary) << content;
+    }
+}
+
+// The content of a file, or "<dir>" or "<none>".
+inline std::string Read(const vorlan::zelk::AFile& file) {
+    std::error_code error;
+    const std::filesystem::path path = HostPath(file);
+    if (std::filesystem::is_directory(path, error)) {
+        return "<dir>";
+    }
+    std::ifstream in(path, std::ios::binary);
+    return in ? std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())
+              : "<none>";
+}
+
+// A fresh directory below base (the current directory by default), removed with all it holds on
+// every way out, read-only entries included.
+class ScratchDir {
+public:
+    explicit ScratchDir(
+        const vorlan::zelk::APath& base = vorlan::zelk::CorePathUtils::GetCurrentDir()) {
+        fRoot.SetPath(base);
+        fMade = fRoot.AppendName(vorlan::zelk::AString(UniqueName("zelk-").c_str())) &&
+                fRoot.MakeDirectory(false, nullptr);
+    }
+    ~ScratchDir() {
+        if (fMade) {
+            std::error_code error;
+            std::filesystem::remove_all(HostPath(fRoot), error);
+            if (fRoot.Exists()) {
+                vorlan::zelk::CoreFileUtils::DeleteDirectory(fRoot, true);
+            }
+        }
+    }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+
+    bool Made() const { return fMade; }
+    const vorlan::zelk::AFile& Root() const { return fRoot; }
+    // The entry at relative (Windows notation) below the directory.
+    vorlan::zelk::AFile At(const std::string& relative) const {
+        vorlan::zelk::APath path = fRoot.GetPath();
+        path.Append(WinPath(relative));
+        return vorlan::zelk::AFile(path);
+    }
+    // The entry at relative, made as Make says.
+    vorlan::zelk::AFile Make(const std::string& relative, const std::string& content) const {
+        vorlan::zelk::AFile file = At(relative);
+        zelktest::Make(file, content);
+        return file;
+    }
+
+private:
+    vorlan::zelk::AFile fRoot;
+    bool fMade = false;
+};
+
+// Each test works in a scratch directory of its own.
+class ScratchTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(fScratch.Made()); }
+    vorlan::zelk::AFile At(const std::string& relative) const { return fScratch.At(relative); }
+    vorlan::zelk::AFile Make(const std::string& relative, const std::string& content) const {
+        return fScratch.Make(relative, content);
+    }
+
+    ScratchDir fScratch;
+};
+
+#ifdef ZELK_SOURCE_PLATFORM_OBJECTS_H
+// Makes a shell link at link to target through the object system, as a program would (for tests
+// that include "platform/objects.h" first).
+inline vorlan::zelk::platform::HRESULT MakeLink(const vorlan::zelk::AFile& link,
+                                                const vorlan::zelk::AFile& target) {
+    namespace platform = vorlan::zelk::platform;
+    platform::ScopedInterface<platform::IShellLinkW> shellLink;
+    platform::ScopedInterface<platform::IPersistFile> file;
+    const vorlan::zelk::AString targetText = target.GetPath(false);
+    const vorlan::zelk::AString linkText = link.GetPath(false);
+    platform::HRESULT result = platform::CoCreateInstance(
+        platform::CLSID_ShellLink, nullptr, platform::CLSCTX_INPROC_SERVER,
+        platform::IID_IShellLinkW, shellLink.Receive());
+    if (platform::FAILED(result) ||
+        platform::FAILED(result = shellLink->SetPath(targetText.GrabWString())) ||
+        platform::FAILED(
+            result = shellLink->QueryInterface(platform::IID_IPersistFile, file.Receive()))) {
+        return result;
+    }
+    return file->Save(linkText.GrabWString(), 1);
+}
+#endif
 
 } // namespace zelktest
 
