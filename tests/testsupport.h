@@ -80,6 +80,30 @@ inline vorlan::zelk::APath WinPath(const std::string& text) {
     return vorlan::zelk::APath(vorlan::zelk::AString(text.c_str()), vorlan::zelk::APath::kWinPath);
 }
 
+// Puts the process's current directory back on every way out.
+class CurrentDirGuard {
+public:
+    CurrentDirGuard() = default;
+    ~CurrentDirGuard() { vorlan::zelk::CorePathUtils::SetCurrentDir(fSaved); }
+    CurrentDirGuard(const CurrentDirGuard&) = delete;
+    CurrentDirGuard& operator=(const CurrentDirGuard&) = delete;
+    const vorlan::zelk::APath& Saved() const { return fSaved; }
+
+private:
+    vorlan::zelk::APath fSaved = vorlan::zelk::CorePathUtils::GetCurrentDir();
+};
+
+// A drive letter that can't be made current, or 0. Leaves the current directory as it was.
+inline char MissingDrive() {
+    const CurrentDirGuard guard;
+    for (char letter = 'Y'; letter >= 'D'; --letter) {
+        if (!vorlan::zelk::CorePathUtils::SetCurrentDir(WinPath(std::string(1, letter) + ":\\"))) {
+            return letter;
+        }
+    }
+    return 0;
+}
+
 // A name no earlier run left behind: prefix and twelve random hexadecimal digits.
 inline std::string UniqueName(const std::string& prefix) {
     const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();

@@ -1,11 +1,7 @@
 // Tests of an entry's local, POSIX and UNC forms, and of showing an entry in the file browser.
-#include <zelk/afile.h>
-#include <zelk/apath.h>
-#include <zelk/astring.h>
-#include <zelk/astring8.h>
 #include <zelk/fileutils.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <string>
 
@@ -15,10 +11,6 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <vector>
 #endif
@@ -30,17 +22,9 @@ using vorlan::zelk::AString8;
 using vorlan::zelk::CoreFileUtils;
 using vorlan::zelk::CorePathUtils;
 using vorlan::zelk::WinFileUtils;
+using zelktest::Narrow;
 
 namespace {
-
-std::string Narrow(const AString& text) {
-    std::string out;
-    for (unsigned long i = 0; i < text.UTF16Count(); ++i) {
-        const unsigned short unit = text.GrabWString()[i];
-        out += unit < 0x80 ? static_cast<char>(unit) : '?';
-    }
-    return out;
-}
 
 AFile FileOf(const std::string& text) {
     return AFile(AString(text.c_str()));
@@ -50,94 +34,56 @@ std::string Unc(const std::string& text) {
     return Narrow(WinFileUtils::GetUNCPath(FileOf(text)));
 }
 
-// Puts the current directory back on every way out.
-class CurrentDirGuard {
-public:
-    CurrentDirGuard() : fSaved(CorePathUtils::GetCurrentDir()) {}
-    ~CurrentDirGuard() { CorePathUtils::SetCurrentDir(fSaved); }
-    CurrentDirGuard(const CurrentDirGuard&) = delete;
-    CurrentDirGuard& operator=(const CurrentDirGuard&) = delete;
+// ---- Local, POSIX and UNC forms --------------------------------------------------------------
 
-private:
-    APath fSaved;
-};
-
-// A drive letter that can't be made current, or 0. Leaves the current directory as it was.
-char MissingDrive() {
-    CurrentDirGuard guard;
-    for (char letter = 'Y'; letter >= 'D'; --letter) {
-        const APath root(AString((std::string(1, letter) + ":\\").c_str()), APath::kWinPath);
-        if (!CorePathUtils::SetCurrentDir(root)) {
-            return letter;
-        }
+TEST(WinFileUtilsTest, FormsWithoutTheCurrentDirectory) {
+    std::string longLocal = "C:";
+    std::string longPosix = "/C:";
+    for (int i = 0; i < 30; ++i) {
+        longLocal += "\\directory";
+        longPosix += "/directory";
     }
-    return 0;
-}
-
-// ---- Local and POSIX forms -------------------------------------------------------------------
-
-struct FormRow {
-    const char* in;
-    const char* local;
-    const char* posix;
-};
-
-const FormRow kForms[] = {
-    {"", "", ""},
-    {"C:/a", "C:\\a", "/C:/a"},
-    {"C:\\a\\b.txt", "C:\\a\\b.txt", "/C:/a/b.txt"},
-    {"C:a", "C:a", "C:/a"},
-    {"\\\\server\\share\\x", "\\\\server\\share\\x", "/server/share/x"},
-    {"a/b", "a\\b", "a/b"},
-};
-
-TEST(WinFileUtilsTest, LocalAndPosixForms) {
-    for (const FormRow& row : kForms) {
-        SCOPED_TRACE(row.in);
+    const struct {
+        std::string in;
+        std::string local;
+        std::string posix;
+        const char* unc; // null: not asked, a drive-relative path
+    } rows[] = {
+        {"", "", "", ""},
+        {"C:/a", "C:\\a", "/C:/a", "C:\\a"},
+        {"C:\\a\\b.txt", "C:\\a\\b.txt", "/C:/a/b.txt", "C:\\a\\b.txt"},
+        {"C:a", "C:a", "C:/a", nullptr},
+        {"\\\\server\\share\\x", "\\\\server\\share\\x", "/server/share/x", "\\\\server\\share\\x"},
+        {"//server/share", "\\\\server\\share", "/server/share", "\\\\server\\share"},
+        // A relative path would come back absolute if the current directory had been asked.
+        {"a/b", "a\\b", "a/b", "a\\b"},
+        // Long paths have no prefix.
+        {longLocal, longLocal, longPosix, longLocal.c_str()},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.in.substr(0, 40));
         const AFile file = FileOf(row.in);
         EXPECT_EQ(Narrow(WinFileUtils::GetLocalPath(file)), row.local);
         EXPECT_EQ(Narrow(WinFileUtils::GetPosixPath(file)), row.posix);
+        if (row.unc != nullptr) {
+            EXPECT_EQ(Narrow(WinFileUtils::GetUNCPath(file)), row.unc);
+        }
     }
     EXPECT_EQ(Narrow(WinFileUtils::GetLocalPath(AFile())), "");
     EXPECT_EQ(Narrow(WinFileUtils::GetPosixPath(AFile())), "");
     EXPECT_EQ(Narrow(WinFileUtils::GetUNCPath(AFile())), "");
 }
 
-TEST(WinFileUtilsTest, LongPathsHaveNoPrefix) {
-    std::string local = "C:";
-    std::string posix = "/C:";
-    for (int i = 0; i < 30; ++i) {
-        local += "\\directory";
-        posix += "/directory";
-    }
-    const AFile file = FileOf(local);
-    EXPECT_EQ(Narrow(WinFileUtils::GetLocalPath(file)), local);
-    EXPECT_EQ(Narrow(WinFileUtils::GetPosixPath(file)), posix);
-    EXPECT_EQ(Narrow(WinFileUtils::GetUNCPath(file)), local);
-}
-
-// ---- UNC form --------------------------------------------------------------------------------
-
-TEST(WinFileUtilsTest, PathsWithoutDriveComeBackUnchanged) {
-    // A relative path would come back absolute if the current directory had been asked.
-    EXPECT_EQ(Unc("a\\b"), "a\\b");
-    EXPECT_EQ(Unc("a/b"), "a\\b");
-    EXPECT_EQ(Unc("\\\\server\\share\\a"), "\\\\server\\share\\a");
-    EXPECT_EQ(Unc("//server/share"), "\\\\server\\share");
-}
-
-TEST(WinFileUtilsTest, LocalDriveComesBackUnchanged) {
+TEST(WinFileUtilsTest, LocalAndMissingDrivesComeBackUnchanged) {
     const APath current = CorePathUtils::GetCurrentDir();
     ASSERT_TRUE(CorePathUtils::IsWinLocalPath(current));
     const std::string text = Narrow(current.GetPath(APath::kWinPath, false)) + "\\x\\y.txt";
     EXPECT_EQ(Unc(text), text);
-}
 
-TEST(WinFileUtilsTest, MissingDrive) {
-    const char letter = MissingDrive();
+    const char letter = zelktest::MissingDrive();
     ASSERT_NE(letter, 0) << "every drive letter is in use";
     const std::string drive(1, letter);
-    CurrentDirGuard guard;
+    const zelktest::CurrentDirGuard guard;
     EXPECT_EQ(Unc(drive + ":\\a\\b"), drive + ":\\a\\b");
     // Drive-relative: the drive can't be made current, so the path stays as it was.
     EXPECT_EQ(Unc(drive + ":a"), drive + ":a");
@@ -155,7 +101,7 @@ protected:
         posixhost::UnmapDrive('X');
         posixhost::UnmapDrive('W');
     }
-    CurrentDirGuard fGuard;
+    const zelktest::CurrentDirGuard fGuard;
 };
 
 TEST_F(NetworkDriveTest, MappedDriveGivesServerAndShare) {
@@ -173,14 +119,12 @@ TEST_F(NetworkDriveTest, MappedDriveGivesServerAndShare) {
 
 TEST_F(NetworkDriveTest, NameThatDoesNotFitLeavesDrivePath) {
     // The platform is told 510 units: 509 and the terminator fit, one more doesn't.
-    const std::string server(254, 's');
-    const std::string fits = "\\\\" + server + "\\" + std::string(252, 'h');
-    const std::string tooLong = "\\\\" + server + "\\" + std::string(253, 'h');
+    const std::string server = "\\\\" + std::string(254, 's') + "\\";
+    const std::string fits = server + std::string(252, 'h');
     ASSERT_EQ(fits.size(), 509u);
-
     ASSERT_TRUE(posixhost::MapDrive('X', "/tmp", fits.c_str()));
     EXPECT_EQ(Unc("X:\\a"), fits + "\\a");
-    ASSERT_TRUE(posixhost::MapDrive('X', "/tmp", tooLong.c_str()));
+    ASSERT_TRUE(posixhost::MapDrive('X', "/tmp", (fits + "h").c_str()));
     EXPECT_EQ(Unc("X:\\a"), "X:\\a");
     EXPECT_EQ(Unc("X:\\"), "X:\\");
 }
@@ -197,24 +141,25 @@ TEST(ShowFileLocationTest, EmptyFileStartsNothing) {
 // Linux only, with a launcher that records its arguments in place of the file manager.
 namespace fs = std::filesystem;
 
-class ShowThroughLauncherTest : public ::testing::Test {
+class ShowThroughLauncherTest : public zelktest::ScratchTest {
 protected:
     void SetUp() override {
-        fDir = fs::temp_directory_path() /
-               ("zelk-show-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(fDir);
-        ASSERT_TRUE(fs::create_directory(fDir));
-        fRecord = (fDir / "arguments").string();
-        fScript = (fDir / "record.sh").string();
+        ScratchTest::SetUp();
+        fDir = zelktest::HostPath(fScratch.Root()).string();
+        fRecord = fDir + "/arguments";
+        fScript = fDir + "/record.sh";
         std::ofstream(fScript)
             << "#!/bin/sh\nout=$1; shift\n"
                "printf '%s\\n' \"$@\" > \"$out.part\" && mv \"$out.part\" \"$out\"\n";
         fs::permissions(fScript, fs::perms::owner_all);
+        UseLauncher(fScript, fRecord);
     }
-    void TearDown() override {
-        vorlan::zelk::posixhost::SetShowLauncher(nullptr);
-        fs::remove_all(fDir);
+    void TearDown() override { vorlan::zelk::posixhost::SetShowLauncher(nullptr); }
+
+    static void UseLauncher(const std::string& program, const std::string& argument = {}) {
+        const char* const command[] = {program.c_str(),
+                                       argument.empty() ? nullptr : argument.c_str(), nullptr};
+        ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
     }
 
     // The arguments the launcher got, one a line; empty when it wrote nothing within 10 s.
@@ -230,30 +175,25 @@ protected:
         return lines;
     }
 
-    // The AFile of a host path, in its drive form through Z:, the host root.
-    static AFile HostFile(const std::string& hostPath) {
-        std::string text = "Z:" + hostPath;
+    // The AFile of a host path (UTF-8), in its drive form through Z:, the host root.
+    static AFile HostFile(std::string text) {
         for (char& c : text) {
             c = c == '/' ? '\\' : c;
         }
         AFile file;
-        CoreFileUtils::UTF8ToAFile(AString8(text.c_str()), file);
+        CoreFileUtils::UTF8ToAFile(AString8(("Z:" + text).c_str()), file);
         return file;
     }
 
-    fs::path fDir;
+    std::string fDir;
     std::string fRecord;
     std::string fScript;
 };
 
 TEST_F(ShowThroughLauncherTest, LauncherGetsTheEntryAsArguments) {
-    const char* const command[] = {fScript.c_str(), fRecord.c_str(), nullptr};
-    ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
     // Blanks, quotation marks, a semicolon and non-ASCII text reach the launcher unchanged, and
     // the entry need not exist.
-    const std::string name = "a b \"q\" 'x';\xC3\xBC.txt";
-    const std::string hostPath = (fDir / name).string();
-
+    const std::string hostPath = fDir + "/a b \"q\" 'x';\xC3\xBC.txt";
     EXPECT_TRUE(CoreFileUtils::ShowFileLocation(HostFile(hostPath)));
     // The launcher runs detached: no child is left for this process to reap.
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
@@ -270,22 +210,17 @@ TEST_F(ShowThroughLauncherTest, LauncherGetsTheEntryAsArguments) {
 }
 
 TEST_F(ShowThroughLauncherTest, FailedStartsGiveFalse) {
-    const std::string entry = (fDir / "x.txt").string();
-    const std::string notRunnable = (fDir / "not-runnable").string();
+    const std::string notRunnable = fDir + "/not-runnable";
     std::ofstream(notRunnable) << "neither a script nor a program\n";
     fs::permissions(notRunnable, fs::perms::owner_all);
-    const std::string missing = (fDir / "missing").string();
-
-    for (const std::string& program : {missing, notRunnable}) {
+    for (const std::string& program : {fDir + "/missing", notRunnable}) {
         SCOPED_TRACE(program);
-        const char* const command[] = {program.c_str(), nullptr};
-        ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
-        EXPECT_FALSE(CoreFileUtils::ShowFileLocation(HostFile(entry)));
+        UseLauncher(program);
+        EXPECT_FALSE(CoreFileUtils::ShowFileLocation(HostFile(fDir + "/x.txt")));
     }
     // An entry on a drive the table doesn't map has no place on the host.
-    const char* const command[] = {fScript.c_str(), fRecord.c_str(), nullptr};
-    ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
-    const char letter = MissingDrive();
+    UseLauncher(fScript, fRecord);
+    const char letter = zelktest::MissingDrive();
     ASSERT_NE(letter, 0);
     EXPECT_FALSE(CoreFileUtils::ShowFileLocation(FileOf(std::string(1, letter) + ":\\a")));
     EXPECT_FALSE(fs::exists(fRecord));
