@@ -1,13 +1,9 @@
 // Tests of path resolution against the current directory, alias collapse and the shape tests.
-#include <zelk/apath.h>
-#include <zelk/apathcomponent.h>
-#include <zelk/astring.h>
 #include <zelk/fileutils.h>
 
 #include "testsupport.h"
 
 #include <string>
-#include <vector>
 
 #if !defined(_WIN32)
 #include <zelk/posixhost.h>
@@ -21,9 +17,7 @@ namespace {
 
 using zelktest::Narrow;
 
-APath Win(const char* text) {
-    return APath(AString(text), APath::kWinPath);
-}
+constexpr auto Win = &zelktest::WinPath;
 
 std::string Render(const APath& path) {
     return Narrow(path.GetPath(APath::kWinPath, false));
@@ -38,32 +32,19 @@ std::string Components(const APath& path) {
     return out;
 }
 
-// A drive letter that can't be made current, or 0. Leaves the current directory as it was.
-char MissingDrive() {
-    const APath saved = CorePathUtils::GetCurrentDir();
-    for (char letter = 'Z'; letter >= 'A'; --letter) {
-        if (!CorePathUtils::SetCurrentDir(Win((std::string(1, letter) + ":\\").c_str()))) {
-            return letter;
-        }
-        CorePathUtils::SetCurrentDir(saved);
-    }
-    return 0;
-}
-
 // Keeps the process's current directory and puts it back.
 class CorePathUtilsTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        fSaved = CorePathUtils::GetCurrentDir();
         ASSERT_TRUE(CorePathUtils::IsWinLocalPath(fSaved)) << Render(fSaved);
         ASSERT_GE(fSaved.Size(), 2u) << "the tests need a directory below a drive's root";
     }
-    void TearDown() override { CorePathUtils::SetCurrentDir(fSaved); }
 
     // The current drive's letter, as the platform reports it.
     char CurrentLetter() const { return Narrow(fSaved.GetComponent(0).Get())[0]; }
 
-    APath fSaved;
+    const zelktest::CurrentDirGuard fGuard;
+    const APath fSaved = fGuard.Saved();
 };
 
 struct ShapeRow {
@@ -157,56 +138,48 @@ TEST(CorePathUtilsResolve, MakeAbsoluteRefusesWhatItCannotUse) {
 }
 
 TEST_F(CorePathUtilsTest, RelativePathsTakeTheCurrentDirectory) {
-    APath path = Win("a\\b");
-    ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
-    EXPECT_EQ(Render(path), Render(fSaved) + "\\a\\b");
-
-    // The resolve runs after the current directory's components were added, so .. reaches them.
-    APath up = Win("..\\b");
-    ASSERT_TRUE(up.MakeAbsolute(nullptr, true));
-    APath expected = fSaved.Subpath(0, fSaved.Size() - 1);
-    expected.Append(APath(AString("b"), APath::kWinPath));
-    EXPECT_EQ(Render(up), Render(expected));
-    // Without resolve the aliases stay.
-    APath kept = Win("..\\b");
-    ASSERT_TRUE(kept.MakeAbsolute(nullptr, false));
-    EXPECT_EQ(Render(kept), Render(fSaved) + "\\..\\b");
-}
-
-TEST_F(CorePathUtilsTest, DriveRelativePathsOnTheCurrentDrive) {
-    const char letter = CurrentLetter();
-    for (const char used : {letter, static_cast<char>(letter - 'A' + 'a')}) {
-        const std::string text = std::string(1, used) + ":a\\b";
-        SCOPED_TRACE(text);
-        APath path = Win(text.c_str());
-        ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
+    const std::string drive(1, CurrentLetter());
+    const std::string lower(1, static_cast<char>(CurrentLetter() - 'A' + 'a'));
+    const std::string here = Render(fSaved);
+    const struct {
+        std::string text;
+        bool madeRelative; // parsed absolute, then made relative
+        bool resolve;
+        std::string result;
+    } rows[] = {
+        {"a\\b", false, false, here + "\\a\\b"},
+        // The resolve runs after the current directory's components were added, so .. reaches
+        // them; without it the aliases stay.
+        {"..\\b", false, true, Render(fSaved.Subpath(0, fSaved.Size() - 1)) + "\\b"},
+        {"..\\b", false, false, here + "\\..\\b"},
+        // Both letter cases choose the current drive; the drive component comes from the
+        // directory.
+        {drive + ":a\\b", false, false, here + "\\a\\b"},
+        {lower + ":a\\b", false, false, here + "\\a\\b"},
+        {drive + ":\\x", true, false, here + "\\x"},
+        // The drive alone does not change, but it is absolute now.
+        {drive + ":", true, false, drive + ":\\"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        APath path = Win(row.text);
+        if (row.madeRelative) {
+            path.SetRelative();
+        }
+        ASSERT_TRUE(path.MakeAbsolute(nullptr, row.resolve));
         EXPECT_TRUE(path.IsAbsolute());
-        // Both letter cases choose the same drive; the drive component comes from the directory.
-        EXPECT_EQ(Render(path), Render(fSaved) + "\\a\\b");
-        EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+        EXPECT_EQ(Render(path), row.result);
+        EXPECT_TRUE(path == Win(row.result)) << "the components as parsed";
+        EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), here);
     }
-    // The drive alone (absolute as parsed, so made relative first) does not change, but it is
-    // absolute now.
-    APath drive = Win((std::string(1, letter) + ":").c_str());
-    drive.SetRelative();
-    ASSERT_TRUE(drive.MakeAbsolute(nullptr, false));
-    EXPECT_EQ(drive.Size(), 1u);
-    EXPECT_TRUE(drive.IsAbsolute());
-    // An absolute drive path made relative takes the same way.
-    APath madeRelative = Win((std::string(1, letter) + ":\\x").c_str());
-    madeRelative.SetRelative();
-    ASSERT_TRUE(madeRelative.MakeAbsolute(nullptr, false));
-    EXPECT_EQ(Render(madeRelative), Render(fSaved) + "\\x");
-}
-
-TEST_F(CorePathUtilsTest, DriveRelativePathOnAMissingDriveFails) {
-    const char missing = MissingDrive();
+    // A drive-relative path on a missing drive fails and stays as it was.
+    const char missing = zelktest::MissingDrive();
     ASSERT_NE(missing, 0);
-    APath path = Win((std::string(1, missing) + ":a").c_str());
+    APath path = Win(std::string(1, missing) + ":a");
     EXPECT_FALSE(path.MakeAbsolute(nullptr, true));
     EXPECT_FALSE(path.IsAbsolute());
     EXPECT_EQ(Components(path), std::string(1, missing) + ":|a");
-    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), here);
 }
 
 TEST_F(CorePathUtilsTest, SetCurrentDirRefusesInvalidPaths) {
