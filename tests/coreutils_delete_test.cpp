@@ -1,13 +1,10 @@
 // Tests of CoreFileUtils::DeleteDirectory: what goes, what stays, links left whole, odd names and
 // long paths.
-#include <zelk/afile.h>
-#include <zelk/apath.h>
-#include <zelk/astring.h>
-#include <zelk/astring8.h>
 #include <zelk/fileutils.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,99 +20,71 @@
 #endif
 
 using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
 using vorlan::zelk::AString;
-using vorlan::zelk::AString8;
 using vorlan::zelk::CoreFileUtils;
 
 namespace {
 
-// One entry of a tree: "d" directory or "f" file, with "r" for read-only and "h" for hidden.
+// One entry of a tree: kind "d" directory or "f" file, with "r" for read-only, "h" for hidden and
+// "s" for an entry that stays.
 struct Entry {
-    const char* kind;
-    const char* path; // relative, Windows notation
+    std::string kind;
+    std::string path; // relative, Windows notation
 };
 
-class DeleteDirectoryTest : public ::testing::Test {
+class DeleteDirectoryTest : public zelktest::ScratchTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(CoreFileUtils::CreateUniqueTempDir(AString("zelk-del"), AString(), fScratch));
-    }
-    void TearDown() override { EXPECT_TRUE(CoreFileUtils::DeleteDirectory(fScratch, true)); }
-
-    AFile At(const char* relative) const {
-        APath path = fScratch.GetPath();
-        path.Append(APath(AString(relative), APath::kWinPath));
-        return AFile(path);
-    }
-
-    void Make(const std::vector<Entry>& entries) {
-        for (const Entry& entry : entries) {
+    // Makes a tree given as "kind:path" words, parents included; read-only last, so that nothing
+    // is made inside a read-only directory.
+    std::vector<Entry> MakeTree(const std::string& words) const {
+        std::vector<Entry> entries;
+        std::istringstream in(words);
+        for (std::string word; in >> word;) {
+            entries.push_back({word.substr(0, word.find(':')), word.substr(word.find(':') + 1)});
+            const Entry& entry = entries.back();
             AFile file = At(entry.path);
-            const std::string kind = entry.kind;
-            ASSERT_TRUE(kind[0] == 'd' ? file.MakeDirectory(true, nullptr)
-                                       : file.MakeFile(true, nullptr))
+            EXPECT_TRUE(entry.kind[0] == 'd' ? file.MakeDirectory(true, nullptr)
+                                             : file.MakeFile(true, nullptr))
                 << entry.path;
-            if (kind.find('h') != std::string::npos) {
-                ASSERT_TRUE(file.SetAttribute(AFile::kIsHidden, true)) << entry.path;
+            if (entry.kind.find('h') != std::string::npos) {
+                EXPECT_TRUE(file.SetAttribute(AFile::kIsHidden, true)) << entry.path;
             }
         }
-        // Read-only last, so that nothing is made inside a read-only directory.
         for (const Entry& entry : entries) {
-            if (std::string(entry.kind).find('r') != std::string::npos) {
-                ASSERT_TRUE(At(entry.path).SetAttribute(AFile::kIsReadOnly, true)) << entry.path;
+            if (entry.kind.find('r') != std::string::npos) {
+                EXPECT_TRUE(At(entry.path).SetAttribute(AFile::kIsReadOnly, true)) << entry.path;
             }
         }
+        return entries;
     }
-
-    AFile fScratch;
 };
 
-struct TreeRow {
-    const char* label;
-    std::vector<Entry> entries; // below "t", the directory deleted
-    bool force;
-    bool result;
-    std::vector<const char*> survivors; // what stays of the entries; "t" stays when result is false
-};
-
-const TreeRow kTreeRows[] = {
-    {"empty directory", {}, false, true, {}},
-    {"hidden and dot names count like any other",
-     {{"f", "t\\.x"}, {"f", "t\\..a"}, {"fh", "t\\hid"}, {"dh", "t\\.d"}, {"f", "t\\.d\\...b"}},
-     false,
-     true,
-     {}},
-    {"read-only file without force: it and the directories holding it stay",
-     {{"d", "t\\a\\b"}, {"fr", "t\\a\\b\\ro"}, {"f", "t\\a\\x"}, {"f", "t\\y"}, {"f", "t\\c\\z"}},
-     false,
-     false,
-     {"t\\a", "t\\a\\b", "t\\a\\b\\ro"}},
-    {"read-only file with force",
-     {{"d", "t\\a\\b"}, {"fr", "t\\a\\b\\ro"}, {"f", "t\\a\\x"}, {"f", "t\\y"}},
-     true,
-     true,
-     {}},
-    {"read-only directories at each level with force",
-     {{"dr", "t\\a"}, {"dr", "t\\a\\b"}, {"fr", "t\\a\\b\\c"}, {"fh", "t\\a\\h"}},
-     true,
-     true,
-     {}},
-};
-
+// Each row: a tree below "t", then "t" deleted; "t" stays when the result is false.
 TEST_F(DeleteDirectoryTest, Trees) {
-    for (const TreeRow& row : kTreeRows) {
+    const struct {
+        const char* label;
+        bool force;
+        bool result;
+        const char* tree;
+    } rows[] = {
+        {"empty directory", false, true, ""},
+        {"hidden and dot names count like any other", false, true,
+         "f:t\\.x f:t\\..a fh:t\\hid dh:t\\.d f:t\\.d\\...b"},
+        {"read-only file without force: it and the directories holding it stay", false, false,
+         "ds:t\\a\\b frs:t\\a\\b\\ro f:t\\a\\x f:t\\y f:t\\c\\z"},
+        {"read-only file with force", true, true, "d:t\\a\\b fr:t\\a\\b\\ro f:t\\a\\x f:t\\y"},
+        {"read-only directories at each level with force", true, true,
+         "dr:t\\a dr:t\\a\\b fr:t\\a\\b\\c fh:t\\a\\h"},
+    };
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.label);
         ASSERT_TRUE(At("t").MakeDirectory(false, nullptr));
-        Make(row.entries);
+        const std::vector<Entry> entries = MakeTree(row.tree);
         EXPECT_EQ(CoreFileUtils::DeleteDirectory(At("t"), row.force), row.result);
         EXPECT_EQ(At("t").Exists(), !row.result);
-        for (const Entry& entry : row.entries) {
-            bool survives = false;
-            for (const char* survivor : row.survivors) {
-                survives = survives || std::string(survivor) == entry.path;
-            }
-            EXPECT_EQ(At(entry.path).Exists(), survives) << entry.path;
+        for (const Entry& entry : entries) {
+            EXPECT_EQ(At(entry.path).Exists(), entry.kind.find('s') != std::string::npos)
+                << entry.path;
         }
         if (At("t").Exists()) {
             ASSERT_TRUE(CoreFileUtils::DeleteDirectory(At("t"), true));
@@ -126,11 +95,10 @@ TEST_F(DeleteDirectoryTest, Trees) {
 TEST_F(DeleteDirectoryTest, MissingEntryAndFileGiveFalse) {
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("missing"), true));
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(AFile(), true));
-    Make({{"fr", "file"}});
+    MakeTree("fr:file");
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("file"), true));
     EXPECT_TRUE(At("file").Exists());
     EXPECT_TRUE(At("file").GetAttribute(AFile::kIsReadOnly)) << "force must not touch a file";
-    ASSERT_TRUE(At("file").SetAttribute(AFile::kIsReadOnly, false));
 }
 
 TEST_F(DeleteDirectoryTest, DeepTreeBeyondTheShortPathLimit) {
@@ -140,26 +108,13 @@ TEST_F(DeleteDirectoryTest, DeepTreeBeyondTheShortPathLimit) {
         leaf += "\\level";
         leaf += std::to_string(100 + i);
     }
-    Make({{"d", leaf.c_str()}, {"f", (leaf + "\\deepest").c_str()}, {"fr", "t\\level100\\ro"}});
-    ASSERT_GT(At(leaf.c_str()).GetPath(false).CharCount(), 1000u);
+    MakeTree("d:" + leaf + " f:" + leaf + "\\deepest fr:t\\level100\\ro");
+    ASSERT_GT(At(leaf).GetPath(false).CharCount(), 1000u);
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("t"), false));
-    EXPECT_FALSE(At((leaf + "\\deepest").c_str()).Exists());
+    EXPECT_FALSE(At(leaf + "\\deepest").Exists());
     EXPECT_TRUE(CoreFileUtils::DeleteDirectory(At("t"), true));
     EXPECT_FALSE(At("t").Exists());
 }
-
-#if !defined(_WIN32)
-// The host path of an entry: Z: is the host root by default.
-std::string HostPath(const AFile& file) {
-    AString8 text;
-    AString::AStringToUTF8(file.GetPath(false), text);
-    std::string host = std::string(text.c_str()).substr(2);
-    for (char& unit : host) {
-        unit = unit == '\\' ? '/' : unit;
-    }
-    return host;
-}
-#endif
 
 // A directory link, made as the host makes them; false when the host can't.
 bool MakeDirectoryLink(const AFile& link, const AFile& target) {
@@ -171,12 +126,12 @@ bool MakeDirectoryLink(const AFile& link, const AFile& target) {
                                  reinterpret_cast<const wchar_t*>(targetText.GrabWString()),
                                  SYMBOLIC_LINK_FLAG_DIRECTORY | kUnprivileged) != 0;
 #else
-    return ::symlink(HostPath(target).c_str(), HostPath(link).c_str()) == 0;
+    return ::symlink(zelktest::HostPath(target).c_str(), zelktest::HostPath(link).c_str()) == 0;
 #endif
 }
 
 TEST_F(DeleteDirectoryTest, LinksGoAloneAndTheirTargetsStayWhole) {
-    Make({{"d", "t"}, {"fr", "outside\\keep"}, {"f", "outside\\sub\\keep"}});
+    MakeTree("d:t fr:outside\\keep f:outside\\sub\\keep");
     if (!MakeDirectoryLink(At("t\\link"), At("outside")) || !At("t\\link\\keep").Exists()) {
         GTEST_SKIP() << "this host makes no directory links that lead to their target";
     }
@@ -190,15 +145,14 @@ TEST_F(DeleteDirectoryTest, LinksGoAloneAndTheirTargetsStayWhole) {
     EXPECT_TRUE(CoreFileUtils::DeleteDirectory(At("named"), true));
     EXPECT_FALSE(At("named").Exists());
     EXPECT_TRUE(At("outside\\sub\\keep").Exists());
-    ASSERT_TRUE(At("outside\\keep").SetAttribute(AFile::kIsReadOnly, false));
 }
 
 #if !defined(_WIN32)
 // Windows names are UTF-16 and never bytes: only a POSIX host has names that aren't valid UTF-8,
 // and names that hold a backslash.
 TEST_F(DeleteDirectoryTest, HostNamesOfAnyBytes) {
-    Make({{"d", "t"}, {"f", "victim"}});
-    const std::string tree = HostPath(At("t"));
+    MakeTree("d:t f:victim");
+    const std::string tree = zelktest::HostPath(At("t")).string();
     ASSERT_EQ(::mkdir((tree + "/bad\xff\xfe").c_str(), 0777), 0);
     for (const char* name : {"/bad\xff\xfe/\xc3", "/\xed\xa0\x80x", "/\x80"}) {
         const int fd = ::open((tree + name).c_str(), O_CREAT | O_WRONLY, 0644);
@@ -210,7 +164,7 @@ TEST_F(DeleteDirectoryTest, HostNamesOfAnyBytes) {
 
     // A backslash would make the name address something else, here a file beside the tree: the
     // entry stays, and so does the tree, but nothing outside it is touched.
-    Make({{"d", "t"}});
+    MakeTree("d:t");
     const int fd = ::open((tree + "/..\\victim").c_str(), O_CREAT | O_WRONLY, 0644);
     ASSERT_GE(fd, 0);
     ::close(fd);
