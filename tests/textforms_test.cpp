@@ -1,12 +1,8 @@
 // Tests of the UTF-8 forms of paths, components and entries.
-#include <zelk/afile.h>
-#include <zelk/apath.h>
 #include <zelk/apathcomponent.h>
-#include <zelk/astring.h>
-#include <zelk/astring8.h>
 #include <zelk/fileutils.h>
 
-#include <gtest/gtest.h>
+#include "testsupport.h"
 
 #include <string>
 
@@ -24,9 +20,10 @@ std::string Bytes(const AString8& text) {
     return std::string(text.c_str(), static_cast<std::size_t>(text.size()));
 }
 
-APath PathOfUTF8(const char* text) {
-    APath path;
-    CorePathUtils::UTF8ToAPath(AString8(text), path);
+// The path of a UTF-8 text, parsed over a former path.
+APath PathOfUTF8(const std::string& text) {
+    APath path = zelktest::WinPath("D:\\former");
+    CorePathUtils::UTF8ToAPath(AString8(text.c_str()), path);
     return path;
 }
 
@@ -45,7 +42,7 @@ std::string LongPath() {
     return text;
 }
 
-// Records every change of the path.
+// Counts the changes of the path.
 class CountingFile : public AFile {
 public:
     int fChanges = 0;
@@ -55,76 +52,47 @@ protected:
 };
 
 // UTF-8 text in, UTF-8 text out through a path: what comes back in native notation.
-struct RoundTripRow {
-    const char* in;
-    const char* out;
-    bool absolute;
-};
-
-const RoundTripRow kRoundTrips[] = {
-    {"C:\\a", "C:\\a", true},
-    {"C:/a", "C:\\a", true},
-    {"C:/a//b/", "C:\\a\\b", true},
-    {"C:a", "C:a", false},
-    {"\\\\server\\share\\x", "\\\\server\\share\\x", true},
-    {"//server/share/x", "\\\\server\\share\\x", true},
-    {"a/b", "a\\b", false},
-    {"\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80", "\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80", false},
-    {"C:\\Gr\xC3\xBC\xC3\x9F"
-     "e x",
-     "C:\\Gr\xC3\xBC\xC3\x9F"
-     "e x",
-     true},
-};
-
 TEST(TextFormsTest, PathRoundTrips) {
-    for (const RoundTripRow& row : kRoundTrips) {
-        SCOPED_TRACE(row.in);
+    const struct {
+        std::string in;
+        std::string out;
+        bool absolute;
+    } rows[] = {
+        {"", "", false},
+        {"C:\\a", "C:\\a", true},
+        {"C:/a", "C:\\a", true},
+        {"C:/a//b/", "C:\\a\\b", true},
+        {"C:a", "C:a", false},
+        {"\\\\server\\share\\x", "\\\\server\\share\\x", true},
+        {"//server/share/x", "\\\\server\\share\\x", true},
+        {"a/b", "a\\b", false},
+        {"\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80", "\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80",
+         false},
+        {"C:\\Gr\xC3\xBC\xC3\x9F\x65 x", "C:\\Gr\xC3\xBC\xC3\x9F\x65 x", true},
+        {LongPath(), LongPath(), true}, // long paths have no prefix
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.in.substr(0, 40));
         const APath path = PathOfUTF8(row.in);
         EXPECT_EQ(path.IsAbsolute(), row.absolute);
+        EXPECT_EQ(path.IsEmpty(), row.in.empty());
         EXPECT_EQ(UTF8OfPath(path), row.out);
         // What comes out parses back to the same path.
         EXPECT_EQ(PathOfUTF8(row.out), path);
     }
 }
 
-TEST(TextFormsTest, EmptyTextGivesEmptyRelativePath) {
-    APath path = PathOfUTF8("C:\\a");
-    CorePathUtils::UTF8ToAPath(AString8(), path);
-    EXPECT_TRUE(path.IsEmpty());
-    EXPECT_TRUE(path.IsRelative());
-    EXPECT_EQ(UTF8OfPath(path), "");
-}
-
-TEST(TextFormsTest, LongPathsHaveNoPrefix) {
-    const std::string text = LongPath();
-    ASSERT_GT(text.size(), 260u);
-    EXPECT_EQ(UTF8OfPath(PathOfUTF8(text.c_str())), text);
-
-    AFile file(AString(text.c_str()));
-    ASSERT_EQ(file.GetPath(true).IndexOf(AString("\\\\?\\")), 0u) << "the rendered text is long";
-    AString8 out("former");
-    CoreFileUtils::AFileToUTF8(file, out);
-    EXPECT_EQ(Bytes(out), text);
-}
-
+// A separator is stored as it stands, and makes the component unfit.
 TEST(TextFormsTest, Components) {
-    APathComponent component;
-    CorePathUtils::UTF8ToAPathComponent(AString8("name.\xC3\xA9xt"), component);
-    EXPECT_TRUE(component.IsValid());
-    AString8 out("former");
-    CorePathUtils::APathComponentToUTF8(component, out);
-    EXPECT_EQ(Bytes(out), "name.\xC3\xA9xt");
-
-    // A separator is stored as it stands, and makes the component unfit.
-    CorePathUtils::UTF8ToAPathComponent(AString8("a\\b"), component);
-    EXPECT_FALSE(component.IsValid());
-    CorePathUtils::APathComponentToUTF8(component, out);
-    EXPECT_EQ(Bytes(out), "a\\b");
-
-    CorePathUtils::UTF8ToAPathComponent(AString8(), component);
-    CorePathUtils::APathComponentToUTF8(component, out);
-    EXPECT_EQ(Bytes(out), "");
+    APathComponent component; // each text replaces the one before
+    for (const char* text : {"name.\xC3\xA9xt", "a\\b", ""}) {
+        SCOPED_TRACE(text);
+        CorePathUtils::UTF8ToAPathComponent(AString8(text), component);
+        EXPECT_EQ(component.IsValid(), std::string(text) == "name.\xC3\xA9xt");
+        AString8 out("former");
+        CorePathUtils::APathComponentToUTF8(component, out);
+        EXPECT_EQ(Bytes(out), text);
+    }
 }
 
 TEST(TextFormsTest, Files) {
@@ -147,18 +115,21 @@ TEST(TextFormsTest, Files) {
     CoreFileUtils::UTF8ToAFile(AString8(), none);
     EXPECT_EQ(none.fChanges, 0);
     EXPECT_EQ(none, AFile());
+
+    // A long path comes out without the prefix its rendered text has.
+    const AFile longFile(AString(LongPath().c_str()));
+    ASSERT_EQ(longFile.GetPath(true).IndexOf(AString("\\\\?\\")), 0u);
+    CoreFileUtils::AFileToUTF8(longFile, out);
+    EXPECT_EQ(Bytes(out), LongPath());
 }
 
 TEST(TextFormsTest, FileURLsDoNothing) {
-    const APath path = PathOfUTF8("C:\\a");
     AString8 out("kept");
-    CorePathUtils::APathToFileURL(path, out);
+    CorePathUtils::APathToFileURL(PathOfUTF8("C:\\a"), out);
     EXPECT_EQ(Bytes(out), "kept");
-
     APath target = PathOfUTF8("D:\\b\\c");
     const APath before = target;
     CorePathUtils::FileURLToAPath(AString8("file:///C:/a"), target);
-    EXPECT_EQ(target, before);
     CorePathUtils::FileURLToAPath(AString8(), target);
     EXPECT_EQ(target, before);
 }
