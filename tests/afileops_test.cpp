@@ -33,23 +33,17 @@ protected:
 
 // ---- Existence, creation, deletion ----------------------------------------------------------
 
-TEST_F(AFileOpsTest, CreateTestAndDelete) {
-    AFile file = At("plain.txt");
-    EXPECT_FALSE(file.Exists());
-    EXPECT_FALSE(file.Delete());
-    unsigned long code = 99;
-    EXPECT_TRUE(file.MakeFile(false, &code));
-    EXPECT_EQ(code, 0u);
-    EXPECT_TRUE(file.Exists() && file.GetAttribute(AFile::kIsFile) && file.IsEmpty());
+TEST_F(AFileOpsTest, DeleteOneEntry) {
+    AFile file = NewFile("plain.txt");
+    EXPECT_TRUE(file.Exists());
     EXPECT_TRUE(file.Delete());
     EXPECT_FALSE(file.Exists());
-
-    AFile directory = At("d");
-    EXPECT_TRUE(directory.MakeDirectory(false, nullptr));
-    EXPECT_TRUE(directory.GetAttribute(AFile::kIsDirectory));
-    EXPECT_FALSE(directory.GetAttribute(AFile::kIsFile));
+    EXPECT_FALSE(file.Delete());
+    AFile directory = NewDirectory("d");
     NewFile("d\\inner");
     EXPECT_FALSE(directory.Delete()) << "deletion is not recursive";
+    EXPECT_TRUE(At("d\\inner").Delete());
+    EXPECT_TRUE(directory.Delete());
 }
 
 // One row of the failure table: an entry made first, then the creation asked for.
@@ -91,6 +85,8 @@ TEST_F(AFileOpsTest, CreationResultsAndCodes) {
         EXPECT_EQ(code, row.code);
         if (row.succeeds) {
             EXPECT_EQ(made.GetAttribute(AFile::kIsDirectory), row.directory);
+            EXPECT_EQ(made.GetAttribute(AFile::kIsFile), !row.directory);
+            EXPECT_TRUE(made.IsEmpty());
         }
         if (row.absent != nullptr) {
             EXPECT_FALSE(At(row.absent).Exists()) << row.absent;
