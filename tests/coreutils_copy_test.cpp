@@ -1,6 +1,5 @@
-// Tests of CoreFileUtils copy, move and rename, the volume questions and path equivalence.
-#include "platform/objects.h" // before anything that may bring in the SDK's macros
-
+// Tests of CoreFileUtils copy, move and rename, the volume questions and path equivalence (through
+// links: see the links tests).
 #include <zelk/fileutils.h>
 
 #include "testsupport.h"
@@ -24,7 +23,6 @@ using zelktest::Narrow;
 using zelktest::Read;
 
 namespace fs = std::filesystem;
-namespace platform = vorlan::zelk::platform;
 
 namespace {
 
@@ -298,38 +296,6 @@ TEST(CoreUtilsEquivalenceTest, UsersLocaleForTheCallAlone) {
     AAllocator::RegisterMemoryProcs(nullptr, nullptr);
     EXPECT_STREQ(std::setlocale(LC_CTYPE, nullptr), "C");
     std::setlocale(LC_CTYPE, saved.c_str());
-}
-
-TEST_F(CoreUtilsCopyTest, ShellLinks) {
-    ASSERT_TRUE(
-        platform::SUCCEEDED(platform::CoInitializeEx(nullptr, platform::COINIT_APARTMENTTHREADED)));
-    AFile target = Make("target.txt", "abc");
-    const AFile folder = Make("folder", "<dir>");
-    AFile link = At("link.lnk");
-    const AFile folderLink = At("folder.lnk");
-    const AFile notALink = Make("text.lnk", "no link");
-    EXPECT_EQ(zelktest::MakeLink(link, target), platform::S_OK);
-    EXPECT_EQ(zelktest::MakeLink(folderLink, folder), platform::S_OK);
-    // The working copies must not take the delete-on-destroy mark with them.
-    link.DeleteOnDestroy(true);
-    target.DeleteOnDestroy(true);
-
-    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(link, target, false));
-    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(link, target, true));
-    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(folder, folderLink, true));
-    // Unreadable, a link is compared under its own path.
-    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(notALink, At("TEXT.lnk"), true));
-    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(notALink, target, true));
-
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(link), 0u);
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(folderLink), 0u);
-    EXPECT_EQ(CoreFileUtils::GetFileFreeSpace(notALink), 0u);
-
-    EXPECT_EQ(Read(target), "abc");
-    EXPECT_EQ(Read(folder), "<dir>");
-    link.DeleteOnDestroy(false);
-    target.DeleteOnDestroy(false);
-    platform::CoUninitialize();
 }
 
 } // namespace

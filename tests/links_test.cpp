@@ -1,7 +1,8 @@
 // Tests of shell link resolution: plain entries, links to files, directories and links, broken and
-// unreadable links, threads without the object system, the delete-on-destroy mark, and links
-// written elsewhere. Links are made through the object system calls, so the Windows build checks
-// resolution against the system's shell link object and the POSIX build against ours.
+// unreadable links, threads without the object system, the delete-on-destroy mark, links written
+// elsewhere, and the utilities that follow links. Links are made through the object system calls,
+// so the Windows build checks resolution against the system's shell link object and the POSIX build
+// against ours.
 #include "platform/objects.h" // before anything that may bring in the SDK's macros
 
 #include <zelk/fileutils.h>
@@ -28,6 +29,24 @@ namespace {
 constexpr unsigned long kResolved = 0;
 constexpr unsigned long kUnreadable = 1;
 constexpr unsigned long kNothing = 2;
+
+// Makes a shell link at link to target through the object system, as a program would.
+platform::HRESULT MakeLink(const AFile& link, const AFile& target) {
+    platform::ScopedInterface<platform::IShellLinkW> shellLink;
+    platform::ScopedInterface<platform::IPersistFile> file;
+    const AString targetText = target.GetPath(false);
+    const AString linkText = link.GetPath(false);
+    platform::HRESULT result = platform::CoCreateInstance(
+        platform::CLSID_ShellLink, nullptr, platform::CLSCTX_INPROC_SERVER,
+        platform::IID_IShellLinkW, shellLink.Receive());
+    if (platform::FAILED(result) ||
+        platform::FAILED(result = shellLink->SetPath(targetText.GrabWString())) ||
+        platform::FAILED(
+            result = shellLink->QueryInterface(platform::IID_IPersistFile, file.Receive()))) {
+        return result;
+    }
+    return file->Save(linkText.GrabWString(), 1);
+}
 
 // The path a link file records, read without resolving it, or "<unread>".
 std::string ReadLink(const std::string& path) {
@@ -81,7 +100,7 @@ protected:
     AFile Directory(const char* name) const { return Make(name, "<dir>"); }
     AFile Link(const char* name, const AFile& target) const {
         const AFile link = At(name);
-        EXPECT_EQ(zelktest::MakeLink(link, target), platform::S_OK) << name;
+        EXPECT_EQ(MakeLink(link, target), platform::S_OK) << name;
         return link;
     }
 
@@ -235,30 +254,48 @@ TEST_F(LinksTest, ThreadWithoutTheObjectSystem) {
 #endif
 }
 
+// The mark stays with the link: resolved into another object, the link alone goes; resolved in
+// place, the object names the target and deletes neither entry.
 TEST_F(LinksTest, DeletionMarkStaysWithTheLink) {
     const AFile file = File("target.txt");
+    const AFile kept = Link("kept.lnk", file);
     {
         AFile link = Link("to-file.lnk", file);
         link.DeleteOnDestroy(true);
-        {
-            AFile target;
-            ASSERT_EQ(CoreFileUtils::ResolveAlias(link, target, nullptr, nullptr, true), kResolved);
-            ASSERT_TRUE(target == file);
-        }
-        EXPECT_TRUE(file.Exists());
+        AFile target;
+        ASSERT_EQ(CoreFileUtils::ResolveAlias(link, target, nullptr, nullptr, true), kResolved);
+        AFile inPlace = kept;
+        inPlace.DeleteOnDestroy(true);
+        ASSERT_TRUE(inPlace.ResolveAlias());
+        ASSERT_TRUE(target == file && inPlace == file);
     }
     EXPECT_FALSE(At("to-file.lnk").Exists());
-
-    // Resolved in place, the object names the target now and deletes neither entry.
-    const AFile kept = Link("kept.lnk", file);
-    {
-        AFile link = kept;
-        link.DeleteOnDestroy(true);
-        ASSERT_TRUE(link.ResolveAlias());
-        ASSERT_TRUE(link == file);
-    }
     EXPECT_TRUE(file.Exists());
     EXPECT_TRUE(kept.Exists());
+}
+
+// Comparison and free space follow links when asked; a link that can't be read is compared under
+// its own path. The working copies must not take the delete-on-destroy mark with them.
+TEST_F(LinksTest, EquivalenceAndFreeSpaceThroughLinks) {
+    AFile target = Make("target.txt", "abc");
+    const AFile folder = Directory("folder");
+    AFile link = Link("link.lnk", target);
+    const AFile folderLink = Link("folder.lnk", folder);
+    const AFile notALink = Make("text.lnk", "no link");
+    link.DeleteOnDestroy(true);
+    target.DeleteOnDestroy(true);
+    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(link, target, false));
+    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(link, target, true));
+    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(folder, folderLink, true));
+    EXPECT_TRUE(CoreFileUtils::PathsEquivalent(notALink, At("TEXT.lnk"), true));
+    EXPECT_FALSE(CoreFileUtils::PathsEquivalent(notALink, target, true));
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(link), 0u);
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(folderLink), 0u);
+    EXPECT_EQ(CoreFileUtils::GetFileFreeSpace(notALink), 0u);
+    EXPECT_EQ(zelktest::Read(target), "abc");
+    EXPECT_EQ(zelktest::Read(folder), "<dir>");
+    link.DeleteOnDestroy(false);
+    target.DeleteOnDestroy(false);
 }
 
 // Links written by Wine's shell link object (SetPath and Save on C:\zelk-data\...); idlist-only.lnk

@@ -210,29 +210,6 @@ protected:
     ScratchDir fScratch;
 };
 
-#ifdef ZELK_SOURCE_PLATFORM_OBJECTS_H
-// Makes a shell link at link to target through the object system, as a program would (for tests
-// that include "platform/objects.h" first).
-inline vorlan::zelk::platform::HRESULT MakeLink(const vorlan::zelk::AFile& link,
-                                                const vorlan::zelk::AFile& target) {
-    namespace platform = vorlan::zelk::platform;
-    platform::ScopedInterface<platform::IShellLinkW> shellLink;
-    platform::ScopedInterface<platform::IPersistFile> file;
-    const vorlan::zelk::AString targetText = target.GetPath(false);
-    const vorlan::zelk::AString linkText = link.GetPath(false);
-    platform::HRESULT result = platform::CoCreateInstance(
-        platform::CLSID_ShellLink, nullptr, platform::CLSCTX_INPROC_SERVER,
-        platform::IID_IShellLinkW, shellLink.Receive());
-    if (platform::FAILED(result) ||
-        platform::FAILED(result = shellLink->SetPath(targetText.GrabWString())) ||
-        platform::FAILED(
-            result = shellLink->QueryInterface(platform::IID_IPersistFile, file.Receive()))) {
-        return result;
-    }
-    return file->Save(linkText.GrabWString(), 1);
-}
-#endif
-
 } // namespace zelktest
 
 #endif // ZELK_TESTS_TESTSUPPORT_H
