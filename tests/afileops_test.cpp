@@ -97,7 +97,7 @@ TEST_F(AFileOpsTest, CreationResultsAndCodes) {
 // A path without a drive counts its first two components as server and share: the parent loop
 // makes nothing there. One component with parents asked for is a bad path.
 TEST_F(AFileOpsTest, ParentLoopOnPathsWithoutDrive) {
-    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fScratch.Root().GetPath()));
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(Root().GetPath()));
     NewDirectory("m1");
     const struct {
         const char* path;

@@ -118,8 +118,7 @@ TEST_F(CoreUtilsCopyTest, MoveOntoAHardLinkOfItself) {
 // leaving nothing beside it. Wine's drives usually share one file system, so Linux only.
 TEST_F(CoreUtilsCopyTest, MoveAcrossFileSystems) {
     std::error_code error;
-    if (fs::space("/dev/shm", error).capacity == fs::space(HostPath(fScratch.Root())).capacity ||
-        error) {
+    if (fs::space("/dev/shm", error).capacity == fs::space(HostPath(Root())).capacity || error) {
         GTEST_SKIP() << "/dev/shm is missing or looks like the scratch directory's file system";
     }
     const zelktest::ScratchDir other(zelktest::WinPath("Z:\\dev\\shm"));
@@ -131,7 +130,7 @@ TEST_F(CoreUtilsCopyTest, MoveAcrossFileSystems) {
         EXPECT_EQ(Read(source), "<none>");
         EXPECT_EQ(Read(target), content);
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(HostPath(fScratch.Root())), {}), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(HostPath(Root())), {}), 1);
 }
 #endif
 
@@ -231,11 +230,11 @@ TEST(CoreUtilsVolumeTest, ServerVolumes) {
 }
 
 TEST_F(CoreUtilsCopyTest, FreeSpace) {
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(fScratch.Root()), 0u);
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(Root()), 0u);
     // A file that doesn't exist yet asks about its directory.
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(At("future.txt")), 0u);
     // A drive's root, which then ends in two separators.
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(fScratch.Root().GetPath().Subpath(0, 1))), 0u);
+    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(Root().GetPath().Subpath(0, 1))), 0u);
     // No path and one relative component: the root of the current drive.
     EXPECT_GT(CorePathUtils::GetPathFreeSpace(APath()), 0u);
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(AString("loose.txt"))), 0u);

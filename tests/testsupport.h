@@ -104,17 +104,6 @@ inline char MissingDrive() {
     return 0;
 }
 
-// A name no earlier run left behind: prefix and twelve random hexadecimal digits.
-inline std::string UniqueName(const std::string& prefix) {
-    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-    std::mt19937_64 generator(std::random_device{}() ^ static_cast<unsigned long long>(ticks));
-    std::string name = prefix;
-    for (int i = 0; i < 12; ++i) {
-        name += "0123456789abcdef"[generator() % 16];
-    }
-    return name;
-}
-
 // The host's own path of an entry, for making and reading entries with the standard library. On
 // POSIX hosts the default drive table maps Z: to the host root.
 inline std::filesystem::path HostPath(const vorlan::zelk::AFile& file) {
@@ -134,16 +123,6 @@ inline std::filesystem::path HostPath(const vorlan::zelk::AFile& file) {
 #endif
 }
 
-// Makes a file holding content, a directory for "<dir>", nothing for "<none>".
-inline void Make(const vorlan::zelk::AFile& file, const std::string& content) {
-    if (content == "<dir>") {
-        std::error_code error;
-        EXPECT_TRUE(std::filesystem::create_directory(HostPath(file), error)) << error.message();
-    } else if (content != "<none>") {
-        std::ofstream(HostPath(file), std::ios::binary) << content;
-    }
-}
-
 // The content of a file, or "<dir>" or "<none>".
 inline std::string Read(const vorlan::zelk::AFile& file) {
     std::error_code error;
@@ -156,14 +135,18 @@ inline std::string Read(const vorlan::zelk::AFile& file) {
               : "<none>";
 }
 
-// A fresh directory below base (the current directory by default), removed with all it holds on
-// every way out, read-only entries included.
+// A fresh directory below base (the current directory by default), named with random digits and
+// removed with all it holds on every way out, read-only entries included.
 class ScratchDir {
 public:
     explicit ScratchDir(
         const vorlan::zelk::APath& base = vorlan::zelk::CorePathUtils::GetCurrentDir()) {
+        std::mt19937_64 generator(std::random_device{}() ^
+                                  static_cast<unsigned long long>(
+                                      std::chrono::steady_clock::now().time_since_epoch().count()));
         fRoot.SetPath(base);
-        fMade = fRoot.AppendName(vorlan::zelk::AString(UniqueName("zelk-").c_str())) &&
+        fMade = fRoot.AppendName(vorlan::zelk::AString(
+                    ("zelk-" + std::to_string(generator() % 1'000'000'000'000ull)).c_str())) &&
                 fRoot.MakeDirectory(false, nullptr);
     }
     ~ScratchDir() {
@@ -186,10 +169,16 @@ public:
         path.Append(WinPath(relative));
         return vorlan::zelk::AFile(path);
     }
-    // The entry at relative, made as Make says.
+    // The entry at relative, made as a file holding content, a directory for "<dir>", or nothing
+    // for "<none>".
     vorlan::zelk::AFile Make(const std::string& relative, const std::string& content) const {
-        vorlan::zelk::AFile file = At(relative);
-        zelktest::Make(file, content);
+        const vorlan::zelk::AFile file = At(relative);
+        std::error_code error;
+        if (content == "<dir>") {
+            EXPECT_TRUE(std::filesystem::create_directory(HostPath(file), error)) << relative;
+        } else if (content != "<none>") {
+            std::ofstream(HostPath(file), std::ios::binary) << content;
+        }
         return file;
     }
 
@@ -199,15 +188,9 @@ private:
 };
 
 // Each test works in a scratch directory of its own.
-class ScratchTest : public ::testing::Test {
+class ScratchTest : public ::testing::Test, protected ScratchDir {
 protected:
-    void SetUp() override { ASSERT_TRUE(fScratch.Made()); }
-    vorlan::zelk::AFile At(const std::string& relative) const { return fScratch.At(relative); }
-    vorlan::zelk::AFile Make(const std::string& relative, const std::string& content) const {
-        return fScratch.Make(relative, content);
-    }
-
-    ScratchDir fScratch;
+    void SetUp() override { ASSERT_TRUE(Made()); }
 };
 
 } // namespace zelktest

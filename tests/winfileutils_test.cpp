@@ -145,7 +145,7 @@ class ShowThroughLauncherTest : public zelktest::ScratchTest {
 protected:
     void SetUp() override {
         ScratchTest::SetUp();
-        fDir = zelktest::HostPath(fScratch.Root()).string();
+        fDir = zelktest::HostPath(Root()).string();
         fRecord = fDir + "/arguments";
         fScript = fDir + "/record.sh";
         std::ofstream(fScript)
