@@ -1,5 +1,4 @@
-// Tests of the AFile facade: its three states, copying and moving, the naming operations and the
-// PathChanged calls they make.
+// Tests of the AFile facade: its three states, copies and moves, naming and PathChanged calls.
 #include <zelk/afile.h>
 
 #include <zelk/apath.h>
@@ -46,8 +45,6 @@ AFile EmptyObject() {
 }
 
 using HookedTest = zelktest::HookedTest;
-
-// ---- The three states ---------------------------------------------------------------------
 
 TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
     const AFile none;
@@ -146,10 +143,7 @@ TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
     source.DeleteOnDestroy(false);
 }
 
-// ---- Copying, assigning, moving -------------------------------------------------------------
-
-// Each row: the target's and the source's state before `target = source`, and the PathChanged
-// texts the target reports.
+// Each row: target and source before `target = source`, and the texts the target's hook gets.
 struct AssignRow {
     const char* name;
     const char* target; // null: no object; "": object with an empty path
@@ -212,8 +206,6 @@ TEST(AFileCopy, MovesCallNoHookAndSwap) {
     EXPECT_EQ(Narrow(first.GetPath(true)), "C:\\b");
     EXPECT_FALSE(taken.HasPath());
 }
-
-// ---- Naming operations ----------------------------------------------------------------------
 
 TEST(AFileNaming, AppendNameAndItsLengthLimit) {
     RecordingFile file;
@@ -307,8 +299,6 @@ TEST(AFileNaming, ComparisonIsExactOnTheRenderedText) {
     EXPECT_TRUE(upper == slashes);
     slashes.DeleteOnDestroy(false);
 }
-
-// ---- Rendered text around 260 characters ----------------------------------------------------
 
 // A drive path of exactly length characters, no name longer than 255.
 std::string DrivePathOfLength(std::size_t length) {

@@ -1,5 +1,4 @@
-// Tests of what AFile does on disk: existence, creation with parents, deletion, opening tests,
-// touching, sizes, attributes and times, and deletion when the object dies.
+// Tests of what AFile does on disk: creation, deletion, sizes, attributes, times.
 #include <zelk/afile.h>
 
 #include <zelk/fileutils.h>
@@ -30,8 +29,6 @@ protected:
 
     const APath fSavedDir = CorePathUtils::GetCurrentDir();
 };
-
-// ---- Existence, creation, deletion ----------------------------------------------------------
 
 TEST_F(AFileOpsTest, DeleteOneEntry) {
     AFile file = NewFile("plain.txt");
@@ -94,8 +91,7 @@ TEST_F(AFileOpsTest, CreationResultsAndCodes) {
     }
 }
 
-// A path without a drive counts its first two components as server and share: the parent loop
-// makes nothing there. One component with parents asked for is a bad path.
+// Without a drive the first two components are server and share, where the loop makes nothing.
 TEST_F(AFileOpsTest, ParentLoopOnPathsWithoutDrive) {
     ASSERT_TRUE(CorePathUtils::SetCurrentDir(Root().GetPath()));
     NewDirectory("m1");
@@ -118,8 +114,6 @@ TEST_F(AFileOpsTest, ParentLoopOnPathsWithoutDrive) {
         EXPECT_FALSE(At(row.absent).Exists());
     }
 }
-
-// ---- Opening tests, touching, sizes -----------------------------------------------------------
 
 TEST_F(AFileOpsTest, CanOpenAndIsOpen) {
     const AFile file = NewFile("open.txt");
@@ -167,8 +161,6 @@ TEST_F(AFileOpsTest, ParentExists) {
     EXPECT_FALSE(At("pfile\\child").ParentExists());
     EXPECT_FALSE(AFile(AString("single")).ParentExists());
 }
-
-// ---- Attributes ------------------------------------------------------------------------------
 
 // An alias is known by its name alone; an empty ".lnk" file resolves to nothing.
 TEST_F(AFileOpsTest, AliasByNameAlone) {
@@ -264,8 +256,6 @@ TEST_F(AFileOpsTest, TimeSetThenReadBack) {
     EXPECT_FALSE(missing.GetAttributes(times));
     EXPECT_EQ(times.fCreationTime + times.fModificationTime + times.fAccessTime, 0u);
 }
-
-// ---- Deletion when the object dies -------------------------------------------------------------
 
 // The mark follows a path change, a move and a copy.
 TEST_F(AFileOpsTest, DeleteOnDestroyFollowsPathAndObject) {

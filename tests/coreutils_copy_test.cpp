@@ -1,5 +1,4 @@
-// Tests of CoreFileUtils copy, move and rename, the volume questions and path equivalence (through
-// links: see the links tests).
+// Tests of CoreFileUtils copy, move and rename, the volume questions and path equivalence.
 #include <zelk/fileutils.h>
 
 #include "testsupport.h"
@@ -27,8 +26,6 @@ namespace fs = std::filesystem;
 namespace {
 
 using CoreUtilsCopyTest = zelktest::ScratchTest;
-
-// ---- Copy, move and rename ------------------------------------------------------------------
 
 enum class Op { kCopy, kMove };
 
@@ -93,8 +90,7 @@ TEST_F(CoreUtilsCopyTest, DecidedBeforeThePlatform) {
     EXPECT_EQ(Read(source), "src");
 }
 
-// Two hard links of one file are two entries: moving one onto the other leaves the file under the
-// target's name alone.
+// Moving one hard link onto another of the same file leaves the file under the target's name.
 TEST_F(CoreUtilsCopyTest, MoveOntoAHardLinkOfItself) {
     const AFile source = Make("one", "abc");
     const AFile target = At("two");
@@ -114,8 +110,7 @@ TEST_F(CoreUtilsCopyTest, MoveOntoAHardLinkOfItself) {
 }
 
 #if !defined(_WIN32)
-// A move to another file system copies and removes the source, and replaces a file at the target
-// leaving nothing beside it. Wine's drives usually share one file system, so Linux only.
+// A move across file systems, leaving nothing beside the target (Wine's drives share one).
 TEST_F(CoreUtilsCopyTest, MoveAcrossFileSystems) {
     std::error_code error;
     if (fs::space("/dev/shm", error).capacity == fs::space(HostPath(Root())).capacity || error) {
@@ -175,8 +170,6 @@ TEST_F(CoreUtilsCopyTest, RenameTable) {
         EXPECT_EQ(Read(file), row.entry);
     }
 }
-
-// ---- Volumes and free space ------------------------------------------------------------------
 
 TEST(CoreUtilsVolumeTest, VolumeNamesAndSameVolume) {
     const struct {
@@ -242,8 +235,6 @@ TEST_F(CoreUtilsCopyTest, FreeSpace) {
     EXPECT_EQ(CorePathUtils::GetPathFreeSpace(At("missing\\x.txt").GetPath()), 0u);
 }
 
-// ---- Path equivalence ------------------------------------------------------------------------
-
 TEST(CoreUtilsEquivalenceTest, TextsWithoutEntries) {
     const struct {
         std::string first;
@@ -273,8 +264,7 @@ void* RefuseAllocation(unsigned long long) {
     throw std::bad_alloc();
 }
 
-// The user's character-type locale folds letter case for the call alone, which puts the
-// program's locale back even when it ends by an exception.
+// The user's locale folds letter case for the call alone, put back even on an exception.
 TEST(CoreUtilsEquivalenceTest, UsersLocaleForTheCallAlone) {
     const std::string saved = std::setlocale(LC_CTYPE, nullptr);
     const char* userLocale = std::setlocale(LC_CTYPE, "");

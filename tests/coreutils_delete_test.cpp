@@ -1,5 +1,4 @@
-// Tests of CoreFileUtils::DeleteDirectory: what goes, what stays, links left whole, odd names and
-// long paths.
+// Tests of CoreFileUtils::DeleteDirectory: what goes, what stays, links, odd names, long paths.
 #include <zelk/fileutils.h>
 
 #include "testsupport.h"
@@ -25,8 +24,7 @@ using vorlan::zelk::CoreFileUtils;
 
 namespace {
 
-// One entry of a tree: kind "d" directory or "f" file, with "r" for read-only, "h" for hidden and
-// "s" for an entry that stays.
+// Kind "d" directory or "f" file, with "r" read-only, "h" hidden and "s" for an entry that stays.
 struct Entry {
     std::string kind;
     std::string path; // relative, Windows notation
@@ -148,8 +146,7 @@ TEST_F(DeleteDirectoryTest, LinksGoAloneAndTheirTargetsStayWhole) {
 }
 
 #if !defined(_WIN32)
-// Windows names are UTF-16 and never bytes: only a POSIX host has names that aren't valid UTF-8,
-// and names that hold a backslash.
+// Only a POSIX host has names that aren't valid UTF-8, or that hold a backslash.
 TEST_F(DeleteDirectoryTest, HostNamesOfAnyBytes) {
     MakeTree("d:t f:victim");
     const std::string tree = zelktest::HostPath(At("t")).string();

@@ -1,8 +1,5 @@
-// Tests of shell link resolution: plain entries, links to files, directories and links, broken and
-// unreadable links, threads without the object system, the delete-on-destroy mark, links written
-// elsewhere, and the utilities that follow links. Links are made through the object system calls,
-// so the Windows build checks resolution against the system's shell link object and the POSIX build
-// against ours.
+// Tests of shell link resolution, made and read through the object system calls: against the
+// system's shell link object on Windows, against ours on POSIX hosts.
 #include "platform/objects.h" // before anything that may bring in the SDK's macros
 
 #include <zelk/fileutils.h>
@@ -80,8 +77,7 @@ protected:
     void PathChanged(const AString&) override { ++fChanges; }
 };
 
-// Each test runs in a single-threaded apartment (so that no thread offers the multithreaded one
-// to others) and in a scratch directory.
+// Each test runs in a single-threaded apartment, so that no thread offers the multithreaded one.
 class LinksTest : public zelktest::ScratchTest {
 protected:
     void SetUp() override {
@@ -243,8 +239,7 @@ TEST_F(LinksTest, ThreadWithoutTheObjectSystem) {
 #endif
 }
 
-// The mark stays with the link: resolved into another object, the link alone goes; resolved in
-// place, the object names the target and deletes neither entry.
+// The mark stays with the link; resolved in place, the object deletes neither entry.
 TEST_F(LinksTest, DeletionMarkStaysWithTheLink) {
     const AFile file = File("target.txt");
     const AFile kept = Link("kept.lnk", file);
@@ -263,8 +258,7 @@ TEST_F(LinksTest, DeletionMarkStaysWithTheLink) {
     EXPECT_TRUE(kept.Exists());
 }
 
-// Comparison and free space follow links when asked; a link that can't be read is compared under
-// its own path. The working copies must not take the delete-on-destroy mark with them.
+// Comparison and free space follow links; the working copies don't take the deletion mark along.
 TEST_F(LinksTest, EquivalenceAndFreeSpaceThroughLinks) {
     AFile target = Make("target.txt", "abc");
     const AFile folder = Directory("folder");
@@ -287,10 +281,8 @@ TEST_F(LinksTest, EquivalenceAndFreeSpaceThroughLinks) {
     target.DeleteOnDestroy(false);
 }
 
-// Links written by Wine's shell link object (SetPath and Save on C:\zelk-data\...); idlist-only.lnk
-// is to-file.lnk without its link information, so that only the item id list names the target.
-// network.lnk was put together by hand the way Windows writes a link to a share: link information
-// with the network part alone, which Wine doesn't read.
+// Links Wine's shell link object wrote (idlist-only.lnk: its link information cut out), and one
+// put together by hand as Windows writes a link to a share, which Wine doesn't read.
 TEST_F(LinksTest, LinksWrittenElsewhere) {
     const struct {
         const char* name;
