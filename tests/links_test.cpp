@@ -1,5 +1,4 @@
-// Tests of shell link resolution, made and read through the object system calls: against the
-// system's shell link object on Windows, against ours on POSIX hosts.
+// Tests of shell link resolution, links made through the object system (the system's or ours).
 #include "platform/objects.h" // before anything that may bring in the SDK's macros
 
 #include <zelk/fileutils.h>
