@@ -152,9 +152,8 @@ public:
     ~ScratchDir() {
         if (fMade) {
             std::error_code error;
-            std::filesystem::remove_all(HostPath(fRoot), error);
-            if (fRoot.Exists()) {
-                vorlan::zelk::CoreFileUtils::DeleteDirectory(fRoot, true);
+            if (!vorlan::zelk::CoreFileUtils::DeleteDirectory(fRoot, true)) {
+                std::filesystem::remove_all(HostPath(fRoot), error);
             }
         }
     }
