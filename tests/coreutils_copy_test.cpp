@@ -171,7 +171,7 @@ TEST_F(CoreUtilsCopyTest, RenameTable) {
     }
 }
 
-TEST(CoreUtilsVolumeTest, VolumeNamesAndSameVolume) {
+TEST(CoreUtilsVolumeTest, VolumeNamesSameAndServerVolumes) {
     const struct {
         const char* path;
         const char* volume;
@@ -199,9 +199,6 @@ TEST(CoreUtilsVolumeTest, VolumeNamesAndSameVolume) {
                 << other.path;
         }
     }
-}
-
-TEST(CoreUtilsVolumeTest, ServerVolumes) {
     EXPECT_TRUE(CoreFileUtils::OnServerVolume(AFile(AString("\\\\server\\share\\a.txt"))));
     EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile(CorePathUtils::GetCurrentDir())));
     EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile()));
