@@ -39,15 +39,13 @@ protected:
     AFile fScratch;
 };
 
-TEST_F(TempEntriesTest, TempDirIsThereAndHoldsTheScratchDirectory) {
+TEST_F(TempEntriesTest, TempDirAndEntriesMadeThere) {
     const APath temp = CorePathUtils::GetTempDir();
     ASSERT_FALSE(temp.IsEmpty());
     EXPECT_TRUE(AFile(temp).GetAttribute(AFile::kIsDirectory));
     EXPECT_FALSE(temp.GetComponent(APath::kLastComponentIndex).IsEmpty());
     EXPECT_EQ(fScratch.GetParentPath(), temp);
-}
 
-TEST_F(TempEntriesTest, CreateTempEntries) {
     const AString base = fScratch.GetNameStr(); // unique, so free in the temporary directory
     AFile made;
     ASSERT_TRUE(CoreFileUtils::CreateTempDir(APathComponent(base + AString("-d")), made));
