@@ -15,26 +15,12 @@ using vorlan::zelk::APath;
 using vorlan::zelk::APathComponent;
 using vorlan::zelk::AString;
 using zelktest::Narrow;
+using zelktest::RecordingFile;
 using zelktest::WinPath;
 
 namespace {
 
 using Changes = std::vector<std::string>;
-
-// Records every text PathChanged is given.
-class RecordingFile : public AFile {
-public:
-    using AFile::AFile;
-    RecordingFile() = default;
-
-    // Assignment of the base part alone, so that the record stays.
-    void Assign(const AFile& other) { AFile::operator=(other); }
-
-    Changes fChanges;
-
-protected:
-    void PathChanged(const AString& nativePath) override { fChanges.push_back(Narrow(nativePath)); }
-};
 
 // An AFile with an object but an empty path.
 AFile EmptyObject() {

@@ -66,16 +66,6 @@ std::string ReadLink(const std::string& path) {
                : "<unread>";
 }
 
-// Counts the path changes it is told of.
-class CountingFile : public AFile {
-public:
-    using AFile::AFile;
-    int fChanges = 0;
-
-protected:
-    void PathChanged(const AString&) override { ++fChanges; }
-};
-
 // Each test runs in a single-threaded apartment, so that no thread offers the multithreaded one.
 class LinksTest : public zelktest::ScratchTest {
 protected:
@@ -139,15 +129,15 @@ TEST_F(LinksTest, ResolveAliasTable) {
             EXPECT_EQ(row.source->GetAttribute(AFile::kIsAliasToFile), !row.isDirectory);
         }
         // In place: PathChanged only when a link was followed.
-        CountingFile same(row.source->GetPath());
+        zelktest::RecordingFile same(row.source->GetPath());
         EXPECT_EQ(same.ResolveAlias(), written);
         EXPECT_TRUE(same == (written ? *row.target : *row.source));
-        EXPECT_EQ(same.fChanges > 0, row.wasAlias);
+        EXPECT_EQ(!same.fChanges.empty(), row.wasAlias);
     }
     // One object as source and target: no change and no PathChanged.
-    CountingFile same(file.GetPath());
+    zelktest::RecordingFile same(file.GetPath());
     EXPECT_EQ(CoreFileUtils::ResolveAlias(same, same, nullptr, nullptr, true), kResolved);
-    EXPECT_EQ(same.fChanges, 0);
+    EXPECT_TRUE(same.fChanges.empty());
     EXPECT_TRUE(same == file);
     EXPECT_FALSE(AFile().ResolveAlias());
 }

@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace zelktest {
 
@@ -71,6 +72,22 @@ protected:
         vorlan::zelk::AAllocator::RegisterMemoryProcs(CountingAlloc, CountingFree);
     }
     void TearDown() override { vorlan::zelk::AAllocator::RegisterMemoryProcs(nullptr, nullptr); }
+};
+
+// An AFile that records every text PathChanged is given.
+class RecordingFile : public vorlan::zelk::AFile {
+public:
+    using AFile::AFile;
+    RecordingFile() = default;
+    // Assignment of the base part alone, so that the record stays.
+    void Assign(const AFile& other) { AFile::operator=(other); }
+
+    std::vector<std::string> fChanges;
+
+protected:
+    void PathChanged(const vorlan::zelk::AString& nativePath) override {
+        fChanges.push_back(Narrow(nativePath));
+    }
 };
 
 // ---- Entries on disk ------------------------------------------------------------------------

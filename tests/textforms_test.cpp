@@ -42,15 +42,6 @@ std::string LongPath() {
     return text;
 }
 
-// Counts the changes of the path.
-class CountingFile : public AFile {
-public:
-    int fChanges = 0;
-
-protected:
-    void PathChanged(const AString&) override { ++fChanges; }
-};
-
 // UTF-8 text in, UTF-8 text out through a path: what comes back in native notation.
 TEST(TextFormsTest, PathRoundTrips) {
     const struct {
@@ -96,24 +87,24 @@ TEST(TextFormsTest, Components) {
 }
 
 TEST(TextFormsTest, Files) {
-    CountingFile file;
+    zelktest::RecordingFile file;
     CoreFileUtils::UTF8ToAFile(AString8("C:/dir/\xE2\x82\xAC.txt"), file);
-    EXPECT_EQ(file.fChanges, 1);
+    EXPECT_EQ(file.fChanges.size(), 1u);
     AString8 out;
     CoreFileUtils::AFileToUTF8(file, out);
     EXPECT_EQ(Bytes(out), "C:\\dir\\\xE2\x82\xAC.txt");
 
     // On an object with a path, the empty text empties it and tells so.
     CoreFileUtils::UTF8ToAFile(AString8(), file);
-    EXPECT_EQ(file.fChanges, 2);
+    EXPECT_EQ(file.fChanges.size(), 2u);
     EXPECT_FALSE(file.HasPath());
     CoreFileUtils::AFileToUTF8(file, out);
     EXPECT_EQ(Bytes(out), "");
 
     // On an AFile with no implementation object, the empty text makes none and tells nothing.
-    CountingFile none;
+    zelktest::RecordingFile none;
     CoreFileUtils::UTF8ToAFile(AString8(), none);
-    EXPECT_EQ(none.fChanges, 0);
+    EXPECT_TRUE(none.fChanges.empty());
     EXPECT_EQ(none, AFile());
 
     // A long path comes out without the prefix its rendered text has.
