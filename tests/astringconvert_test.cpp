@@ -118,6 +118,7 @@ TEST(AStringConvertTest, ByteTable) {
         // bytes without a row, and leads cut short: skipped one by one
         {kDecodes, {0x41}, {0xF8, 0x41}, 1},
         {kDecodes, {0x41}, {0x41, 0xC3}, 1},
+        {kDecodes, {0x41}, {0x41, 0x80}, 1},
         {kDecodes, {0x7D8}, {0xF0, 0x9F, 0x98}, 1}, // F0 skipped, then 9F 98 as a two-byte form
     };
     for (const Row& row : rows) {
