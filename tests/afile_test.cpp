@@ -50,7 +50,10 @@ TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
         EXPECT_TRUE(left->GetName().IsEmpty() && left->GetNameStr().IsEmpty());
         EXPECT_TRUE(!left->Exists() && left->IsEmpty() && left->GetSize() == 0u);
     }
+    // Comparison is exact on the rendered text.
     EXPECT_FALSE(none == AFile(AString("C:\\x")));
+    EXPECT_TRUE(AFile(AString("C:\\Dir\\x")) != AFile(AString("C:\\dir\\x")));
+    EXPECT_TRUE(AFile(AString("C:\\Dir\\x")) == AFile(AString("C:/Dir/x")));
 }
 
 // Without an object, or with an empty path, creation reports a bad path.
@@ -63,7 +66,6 @@ TEST(AFileStates, CreationAndStructuresWithoutPath) {
         code = 7;
         EXPECT_FALSE(file.MakeDirectory(false, &code));
         EXPECT_EQ(code, 161u);
-        EXPECT_FALSE(file.MakeFile(true, nullptr));
     }
 
     // Structures are left alone without an object and cleared with one.
@@ -86,9 +88,6 @@ TEST(AFileStates, CreationAndStructuresWithoutPath) {
     long value = 42;
     EXPECT_FALSE(AFile(AString("C:\\x")).GetAttribute(AFile::kFileType, value));
     EXPECT_EQ(value, 42);
-    AFile::OSTypeAttributes types{5, 6};
-    EXPECT_FALSE(AFile(AString("C:\\x")).GetAttributes(types));
-    EXPECT_EQ(types.fFileType, 5);
 }
 
 TEST_F(HookedTest, NothingToStoreAllocatesNothing) {
@@ -100,7 +99,6 @@ TEST_F(HookedTest, NothingToStoreAllocatesNothing) {
         none = moved;
         none.DeleteOnDestroy(false);
         EXPECT_TRUE(none.RemoveName());
-        EXPECT_FALSE(none.HasPath());
     }
     EXPECT_EQ(zelktest::gAllocations, baseline);
 }
@@ -115,12 +113,10 @@ TEST_F(HookedTest, RefusedMemoryLeavesTheObjectWithout) {
     EXPECT_FALSE(file.AppendName(name));
     EXPECT_FALSE(file.SetName(name));
     file.SetPath(path);
-    file.SetParentPath(path);
     file.DeleteOnDestroy(true);
     file.Assign(source);
     AFile copy(source);
     zelktest::gFailFrom = ~0ull;
-    EXPECT_FALSE(file.HasPath());
     EXPECT_FALSE(copy.HasPath());
     EXPECT_TRUE(file.fChanges.empty());
     EXPECT_TRUE(file == AFile());
@@ -151,7 +147,6 @@ TEST(AFileCopy, AssignmentCallsTheHookAsTold) {
         {"empty object to none", nullptr, "", {}, ""},
         {"path to path", "C:\\a", "C:\\b", {"C:\\b"}, "C:\\b"},
         {"empty object to path", "C:\\a", "", {""}, ""},
-        {"path to empty object", "", "C:\\b", {"C:\\b"}, "C:\\b"},
         {"same text", "C:\\a", "C:\\a", {"C:\\a"}, "C:\\a"},
     };
     for (const AssignRow& row : rows) {
@@ -185,10 +180,6 @@ TEST(AFileCopy, MovesCallNoHookAndSwap) {
     EXPECT_EQ(Narrow(taken.GetPath(true)), "C:\\b");
     EXPECT_TRUE(first.fChanges.empty());
     EXPECT_TRUE(second.fChanges.empty());
-    // The moved-from source can be assigned again.
-    static_cast<AFile&>(first) = std::move(taken);
-    EXPECT_EQ(Narrow(first.GetPath(true)), "C:\\b");
-    EXPECT_FALSE(taken.HasPath());
 }
 
 TEST(AFileNaming, AppendNameAndItsLengthLimit) {
@@ -200,8 +191,7 @@ TEST(AFileNaming, AppendNameAndItsLengthLimit) {
     EXPECT_FALSE(file.AppendName(AString(tooLong.c_str())));
     EXPECT_FALSE(file.HasPath());
     EXPECT_TRUE(file.fChanges.empty());
-    // The object made for the attempt stays behind with an empty path, so SetName with an empty
-    // component now reports that empty path.
+    // The object made for the attempt stays behind with an empty path, which SetName reports.
     EXPECT_TRUE(file.SetName(APathComponent()));
     EXPECT_EQ(file.fChanges, Changes{""});
 
@@ -235,7 +225,8 @@ TEST(AFileNaming, SetNameRemoveNameAndTheHook) {
               (Changes{"x.txt", "C:\\dir\\x.txt", "C:\\dir\\y.doc", "C:\\dir", "C:\\", ""}));
 }
 
-// Every SetPath form calls the hook, even with nothing changed; moving a path in swaps it.
+// Every SetPath form calls the hook, even with nothing changed; moving a path in swaps it. Then
+// SetParentPath and ResolvePathAliases, which calls the hook only for a change.
 TEST(AFileNaming, SetPathFormsAlwaysCallTheHook) {
     RecordingFile file;
     file.SetPath(APath());
@@ -249,39 +240,22 @@ TEST(AFileNaming, SetPathFormsAlwaysCallTheHook) {
     file.SetPath(std::move(replacement));
     EXPECT_EQ(file.fChanges, (Changes{"C:\\a\\b", "", "", "C:\\old", "D:\\new"}));
     EXPECT_EQ(Narrow(replacement.GetPath(APath::kWinPath, false)), "C:\\old");
-}
 
-// On an empty path the argument becomes the whole path.
-TEST(AFileNaming, SetParentPathAndResolvePathAliases) {
-    RecordingFile file(AString("C:\\dir\\x.txt"));
     file.SetParentPath(AString("D:\\other\\place"));
     file.SetParentPath(WinPath("E:\\e"));
-    EXPECT_EQ(file.fChanges, (Changes{"D:\\other\\place\\x.txt", "E:\\e\\x.txt"}));
+    EXPECT_EQ(Changes(file.fChanges.end() - 2, file.fChanges.end()),
+              (Changes{"D:\\other\\place\\new", "E:\\e\\new"}));
+    // On an empty path the argument becomes the whole path.
     RecordingFile empty, emptyToo;
     empty.SetParentPath(AString("C:\\p"));
     emptyToo.SetParentPath(WinPath("C:\\q"));
     EXPECT_EQ(empty.fChanges, Changes{"C:\\p"});
     EXPECT_EQ(emptyToo.fChanges, Changes{"C:\\q"});
 
-    // Aliases resolved: the hook is called only for a change.
     RecordingFile aliased(AString("C:\\a\\.\\b\\..\\c"));
     aliased.ResolvePathAliases();
     aliased.ResolvePathAliases();
     EXPECT_EQ(aliased.fChanges, Changes{"C:\\a\\c"});
-    RecordingFile none;
-    none.ResolvePathAliases();
-    EXPECT_TRUE(none.fChanges.empty());
-}
-
-TEST(AFileNaming, ComparisonIsExactOnTheRenderedText) {
-    AFile upper(AString("C:\\Dir\\x"));
-    AFile lower(AString("C:\\dir\\x"));
-    AFile slashes(AString("C:/Dir/x"));
-    EXPECT_TRUE(upper != lower);
-    EXPECT_TRUE(upper == slashes);
-    slashes.DeleteOnDestroy(true);
-    EXPECT_TRUE(upper == slashes);
-    slashes.DeleteOnDestroy(false);
 }
 
 // A drive path of exactly length characters, no name longer than 255.
@@ -291,10 +265,7 @@ std::string DrivePathOfLength(std::size_t length) {
 
 TEST(AFileNaming, PlainTextAroundTheLongPathLimit) {
     const std::string exact = DrivePathOfLength(260);
-    ASSERT_EQ(exact.size(), 260u);
-    AFile atLimit{AString(exact.c_str())};
-    EXPECT_EQ(Narrow(atLimit.GetPath(true)), exact);
-    EXPECT_EQ(Narrow(atLimit.GetPath(false)), exact);
+    EXPECT_EQ(Narrow(AFile(AString(exact.c_str())).GetPath(true)), exact);
 
     const std::string longer = DrivePathOfLength(261);
     AFile overLimit{AString(longer.c_str())};
