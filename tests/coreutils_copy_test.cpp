@@ -45,7 +45,6 @@ TEST_F(CoreUtilsCopyTest, CopyAndMoveTable) {
         {"copy to a new name", Op::kCopy, "src", "<none>", true, true, "src", "src"},
         {"copy replaces a file", Op::kCopy, "src", "old", false, true, "src", "src"},
         {"copy refuses a file", Op::kCopy, "src", "old", true, false, "src", "old"},
-        {"copy refuses a directory", Op::kCopy, "src", "<dir>", true, false, "src", "<dir>"},
         {"copy onto a directory", Op::kCopy, "src", "<dir>", false, false, "src", "<dir>"},
         {"copy of a directory", Op::kCopy, "<dir>", "<none>", false, false, "<dir>", "<none>"},
         {"move to a new name", Op::kMove, "src", "<none>", true, true, "<none>", "src"},
@@ -140,10 +139,8 @@ struct RenameRow {
 TEST_F(CoreUtilsCopyTest, RenameTable) {
     const RenameRow rows[] = {
         {"current name, entry there", "abc", "file.txt", true, "file.txt"},
-        {"current name, no entry", "<none>", "file.txt", true, "file.txt"},
         {"no entry takes any name", "<none>", "other.txt", true, "other.txt"},
         {"file renamed", "abc", "renamed.txt", true, "renamed.txt"},
-        {"directory renamed", "<dir>", "renamed", true, "renamed"},
         {"letter case alone", "abc", "FILE.txt", true, "FILE.txt"},
         {"empty name", "abc", "", false, "file.txt"},
         {"name taken", "abc", "taken", false, "file.txt"},
@@ -152,7 +149,6 @@ TEST_F(CoreUtilsCopyTest, RenameTable) {
         {"256 units, no entry", "<none>", std::string(256, 'n'), false, "file.txt"},
         {"separator", "abc", "a\\b", false, "file.txt"},
         {"reserved character", "abc", "a*b", false, "file.txt"},
-        {"drive delimiter", "abc", "a:b", false, "file.txt"},
     };
     int index = 0;
     for (const RenameRow& row : rows) {
@@ -178,9 +174,7 @@ TEST(CoreUtilsVolumeTest, VolumeNamesSameAndServerVolumes) {
     } rows[] = {
         {"C:\\a\\b", "C:"},
         {"C:b", "C:"},
-        {"C:\\", "C:"},
         {"c:\\a", "c:"},
-        {"D:\\a", "D:"},
         {"\\\\server\\share\\a", "\\\\server\\share"},
         {"\\\\server\\share", "\\\\server\\share"},
         {"\\\\Server\\share\\a", "\\\\Server\\share"},
@@ -201,7 +195,6 @@ TEST(CoreUtilsVolumeTest, VolumeNamesSameAndServerVolumes) {
     }
     EXPECT_TRUE(CoreFileUtils::OnServerVolume(AFile(AString("\\\\server\\share\\a.txt"))));
     EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile(CorePathUtils::GetCurrentDir())));
-    EXPECT_FALSE(CoreFileUtils::OnServerVolume(AFile()));
 #if !defined(_WIN32)
     // A drive mapped to a share needs a network provider, which Wine doesn't offer to tests.
     const zelktest::ScratchDir share;
