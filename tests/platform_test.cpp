@@ -31,10 +31,6 @@ std::u16string U(const unsigned short* units) {
     return reinterpret_cast<const char16_t*>(units);
 }
 
-std::u16string Ascii(const std::string& text) {
-    return std::u16string(text.begin(), text.end());
-}
-
 DWORD Attributes(const std::u16string& path) {
     return GetFileAttributesW(P(path));
 }
@@ -214,7 +210,8 @@ TEST(PlatformChildProcess, OpenForSoleUse) {
     if (arguments.size() < 4 || arguments[2].rfind("--zelk-path=", 0) != 0) {
         GTEST_SKIP() << "runs only as the child of ShareNoneAgainstAnotherProcess";
     }
-    ScopedFileHandle file = Open(Ascii(arguments[2].substr(12)), GENERIC_READ, 0);
+    const std::string path = arguments[2].substr(12);
+    ScopedFileHandle file = Open(std::u16string(path.begin(), path.end()), GENERIC_READ, 0);
     EXPECT_EQ(file.IsValid() ? "0" : std::to_string(GetLastError()), arguments[3]);
 }
 
