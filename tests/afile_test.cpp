@@ -10,13 +10,8 @@
 #include <utility>
 #include <vector>
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
-using vorlan::zelk::APathComponent;
-using vorlan::zelk::AString;
-using zelktest::Narrow;
-using zelktest::RecordingFile;
-using zelktest::WinPath;
+using namespace vorlan::zelk;
+using namespace zelktest;
 
 namespace {
 
@@ -29,8 +24,6 @@ AFile EmptyObject() {
     file.DeleteOnDestroy(false);
     return file;
 }
-
-using HookedTest = zelktest::HookedTest;
 
 TEST(AFileStates, EmptyFormsAreEqualAndAnswerAlike) {
     const AFile none;

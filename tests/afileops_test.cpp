@@ -8,9 +8,7 @@
 #include <string>
 #include <utility>
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::AString;
-using vorlan::zelk::CorePathUtils;
+using namespace vorlan::zelk;
 
 namespace {
 

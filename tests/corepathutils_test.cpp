@@ -9,9 +9,7 @@
 #include <zelk/posixhost.h>
 #endif
 
-using vorlan::zelk::APath;
-using vorlan::zelk::AString;
-using vorlan::zelk::CorePathUtils;
+using namespace vorlan::zelk;
 
 namespace {
 
@@ -187,7 +185,7 @@ TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory
     const std::string host =
         "/" + Narrow(fSaved.Subpath(1, fSaved.Size() - 1).GetPath(APath::kPosixPath, false));
     ASSERT_EQ(CurrentLetter(), 'Z');
-    ASSERT_TRUE(vorlan::zelk::posixhost::MapDrive('K', host.c_str(), "\\\\srv\\share"));
+    ASSERT_TRUE(posixhost::MapDrive('K', host.c_str(), "\\\\srv\\share"));
 
     // K:'s own directory is its root until it was current somewhere else.
     APath path = Win("k:a");
@@ -204,7 +202,7 @@ TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory
     EXPECT_EQ(Render(fromShare), Render(fSaved) + "\\x");
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), onShare);
 
-    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved) && vorlan::zelk::posixhost::UnmapDrive('K'));
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved) && posixhost::UnmapDrive('K'));
 }
 #endif
 

@@ -18,9 +18,7 @@
 #include <unistd.h>
 #endif
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::AString;
-using vorlan::zelk::CoreFileUtils;
+using namespace vorlan::zelk;
 
 namespace {
 

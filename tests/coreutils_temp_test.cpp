@@ -8,13 +8,7 @@
 #include <string>
 #include <thread>
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
-using vorlan::zelk::APathComponent;
-using vorlan::zelk::AString;
-using vorlan::zelk::CoreFileUtils;
-using vorlan::zelk::CorePathUtils;
-namespace platform = vorlan::zelk::platform;
+using namespace vorlan::zelk;
 using zelktest::Narrow;
 
 namespace {

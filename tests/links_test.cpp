@@ -13,11 +13,7 @@
 #include <thread>
 #include <vector>
 
-namespace platform = vorlan::zelk::platform;
-using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
-using vorlan::zelk::AString;
-using vorlan::zelk::CoreFileUtils;
+using namespace vorlan::zelk;
 using zelktest::Narrow;
 
 namespace {
@@ -210,10 +206,10 @@ TEST_F(LinksTest, ThreadWithoutTheObjectSystem) {
 #if !defined(_WIN32)
     // The public way in on POSIX hosts.
     std::thread([&] {
-        if (vorlan::zelk::posixhost::InitializeObjects()) {
+        if (posixhost::InitializeObjects()) {
             AFile target;
             linkCode = CoreFileUtils::ResolveAlias(link, target, nullptr, nullptr, true);
-            vorlan::zelk::posixhost::UninitializeObjects();
+            posixhost::UninitializeObjects();
         }
     }).join();
     EXPECT_EQ(linkCode, kResolved);

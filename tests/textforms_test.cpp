@@ -6,13 +6,7 @@
 
 #include <string>
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
-using vorlan::zelk::APathComponent;
-using vorlan::zelk::AString;
-using vorlan::zelk::AString8;
-using vorlan::zelk::CoreFileUtils;
-using vorlan::zelk::CorePathUtils;
+using namespace vorlan::zelk;
 
 namespace {
 

@@ -16,13 +16,7 @@
 #include <vector>
 #endif
 
-using vorlan::zelk::AFile;
-using vorlan::zelk::APath;
-using vorlan::zelk::AString;
-using vorlan::zelk::AString8;
-using vorlan::zelk::CoreFileUtils;
-using vorlan::zelk::CorePathUtils;
-using vorlan::zelk::WinFileUtils;
+using namespace vorlan::zelk;
 using zelktest::Narrow;
 
 namespace {
@@ -85,7 +79,6 @@ TEST(WinFileUtilsTest, LocalAndMissingDrivesComeBackUnchanged) {
 
 #if !defined(_WIN32)
 // Network drives come from the stand-in's drive table: under Wine a test can't map one.
-namespace posixhost = vorlan::zelk::posixhost;
 
 class NetworkDriveTest : public ::testing::Test {
 protected:
@@ -138,12 +131,12 @@ protected:
         fs::permissions(fScript, fs::perms::owner_all);
         UseLauncher(fScript, fRecord);
     }
-    void TearDown() override { vorlan::zelk::posixhost::SetShowLauncher(nullptr); }
+    void TearDown() override { posixhost::SetShowLauncher(nullptr); }
 
     static void UseLauncher(const std::string& program, const std::string& argument = {}) {
         const char* const command[] = {program.c_str(),
                                        argument.empty() ? nullptr : argument.c_str(), nullptr};
-        ASSERT_TRUE(vorlan::zelk::posixhost::SetShowLauncher(command));
+        ASSERT_TRUE(posixhost::SetShowLauncher(command));
     }
 
     // The arguments the launcher got, one a line; empty when it wrote nothing within 10 s.
