@@ -74,8 +74,6 @@ protected:
         }
     }
 
-    AFile File(const char* name) const { return Make(name, ""); }
-    AFile Directory(const char* name) const { return Make(name, "<dir>"); }
     AFile Link(const char* name, const AFile& target) const {
         const AFile link = At(name);
         EXPECT_TRUE(MakeLink(link, target)) << name;
@@ -87,7 +85,7 @@ protected:
 
 // Plain entries are their own answer, links lead to their targets; nothing is written on failure.
 TEST_F(LinksTest, ResolveAliasTable) {
-    const AFile file = File("target.txt"), directory = Directory("folder");
+    const AFile file = Make("target.txt", ""), directory = Make("folder", "<dir>");
     const AFile missing = At("missing.lnk");
     const AFile toFile = Link("to-file.lnk", file), toDirectory = Link("To-Folder.LNK", directory);
     const AFile toLink = Link("to-link.lnk", toFile), unrelated = At("unrelated");
@@ -134,7 +132,7 @@ TEST_F(LinksTest, ResolveAliasTable) {
 }
 
 TEST_F(LinksTest, BrokenAndUnreadableLinks) {
-    AFile gone = File("gone.txt");
+    AFile gone = Make("gone.txt", "");
     const AFile broken = Link("broken.lnk", gone);
     ASSERT_TRUE(gone.Delete());
     AFile target = At("unrelated");
@@ -163,7 +161,7 @@ TEST_F(LinksTest, BrokenAndUnreadableLinks) {
         return header.substr(0, 0x14) + flags + header.substr(0x15) + rest;
     };
     const AFile unreadable[] = {
-        Directory("folder.lnk"),
+        Make("folder.lnk", "<dir>"),
         Make("empty.lnk", ""),
         Make("text.lnk", "this is no shell link"),
         Make("short.lnk", header.substr(0, 0x30)),
@@ -193,7 +191,7 @@ TEST_F(LinksTest, BrokenAndUnreadableLinks) {
 }
 
 TEST_F(LinksTest, ThreadWithoutTheObjectSystem) {
-    const AFile file = File("target.txt");
+    const AFile file = Make("target.txt", "");
     const AFile link = Link("to-file.lnk", file);
     unsigned long linkCode = kResolved, fileCode = kUnreadable;
     std::thread([&] {
@@ -218,7 +216,7 @@ TEST_F(LinksTest, ThreadWithoutTheObjectSystem) {
 
 // The mark stays with the link; resolved in place, the object deletes neither entry.
 TEST_F(LinksTest, DeletionMarkStaysWithTheLink) {
-    const AFile file = File("target.txt");
+    const AFile file = Make("target.txt", "");
     const AFile kept = Link("kept.lnk", file);
     {
         AFile link = Link("to-file.lnk", file);
@@ -238,7 +236,7 @@ TEST_F(LinksTest, DeletionMarkStaysWithTheLink) {
 // Comparison and free space follow links; the working copies don't take the deletion mark along.
 TEST_F(LinksTest, EquivalenceAndFreeSpaceThroughLinks) {
     AFile target = Make("target.txt", "abc");
-    const AFile folder = Directory("folder");
+    const AFile folder = Make("folder", "<dir>");
     AFile link = Link("link.lnk", target);
     const AFile folderLink = Link("folder.lnk", folder);
     const AFile notALink = Make("text.lnk", "no link");
