@@ -95,7 +95,6 @@ TEST_F(AFileOpsTest, CreationResultsAndCodes) {
 TEST_F(AFileOpsTest, CanOpenAndIsOpen) {
     const AFile file = NewFile("open.txt");
     EXPECT_TRUE(file.CanOpen(AFile::kAccessRead, AFile::kShareReadWrite));
-    EXPECT_TRUE(file.CanOpen(AFile::kAccessReadWrite, AFile::kShareNone));
     EXPECT_FALSE(file.CanOpen(static_cast<AFile::AccessMode>(4), AFile::kShareRead));
     EXPECT_FALSE(file.CanOpen(AFile::kAccessRead, static_cast<AFile::ShareMode>(5)));
     EXPECT_FALSE(At("missing.txt").CanOpen(AFile::kAccessRead, AFile::kShareReadWrite));
