@@ -78,7 +78,6 @@ protected:
 class RecordingFile : public vorlan::zelk::AFile {
 public:
     using AFile::AFile;
-    RecordingFile() = default;
     // Assignment of the base part alone, so that the record stays.
     void Assign(const AFile& other) { AFile::operator=(other); }
 
