@@ -56,7 +56,6 @@ struct ShapeRow {
 TEST(CorePathUtilsShape, ThreeTestsSortPathsByShape) {
     const ShapeRow rows[] = {
         {"C:\\dir\\file", APath::kWinPath, false, false, true},
-        {"C:", APath::kWinPath, false, false, true},
         {"C:dir", APath::kWinPath, false, false, true},
         {"\\\\server\\share\\dir", APath::kWinPath, true, true, false},
         {"dir\\file", APath::kWinPath, true, false, false},
@@ -82,7 +81,6 @@ struct ResolveRow {
 TEST(CorePathUtilsResolve, AliasesCollapseLeftToRight) {
     const ResolveRow rows[] = {
         // . and ..
-        {"a\\.\\b", true, "a|b"},
         {"..\\a", true, "a"},
         {"a\\..\\..\\b", true, "b"},
         {"a\\..", true, ""},
@@ -105,7 +103,7 @@ TEST(CorePathUtilsResolve, AliasesCollapseLeftToRight) {
 }
 
 TEST(CorePathUtilsResolve, MakeAbsoluteRefusesWhatItCannotUse) {
-    // Already absolute, with and without a base.
+    // Already absolute.
     APath absolute = Win("C:\\x\\y");
     const APath base = Win("D:\\base");
     EXPECT_FALSE(absolute.MakeAbsolute(&base, true));
