@@ -152,11 +152,8 @@ protected:
         return lines;
     }
 
-    // The AFile of a host path (UTF-8), in its drive form through Z:, the host root.
-    static AFile HostFile(std::string text) {
-        for (char& c : text) {
-            c = c == '/' ? '\\' : c;
-        }
+    // The AFile of a host path (UTF-8) through Z:, the host root; slashes are separators too.
+    static AFile HostFile(const std::string& text) {
         AFile file;
         CoreFileUtils::UTF8ToAFile(AString8(("Z:" + text).c_str()), file);
         return file;
