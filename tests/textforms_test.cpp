@@ -44,14 +44,12 @@ TEST(TextFormsTest, PathRoundTrips) {
         bool absolute;
     } rows[] = {
         {"", "", false},
-        {"C:/a", "C:\\a", true},
         {"C:/a//b/", "C:\\a\\b", true},
         {"C:a", "C:a", false},
         {"//server/share/x", "\\\\server\\share\\x", true},
         {"a/b", "a\\b", false},
         {"\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80", "\xC3\xA4\\\xE6\x97\xA5\\\xF0\x9F\x98\x80",
          false},
-        {"C:\\Gr\xC3\xBC\xC3\x9F\x65 x", "C:\\Gr\xC3\xBC\xC3\x9F\x65 x", true},
         {LongPath(), LongPath(), true}, // long paths have no prefix
     };
     for (const auto& row : rows) {
