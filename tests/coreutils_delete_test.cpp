@@ -89,7 +89,6 @@ TEST_F(DeleteDirectoryTest, Trees) {
 
 TEST_F(DeleteDirectoryTest, MissingEntryAndFileGiveFalse) {
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("missing"), true));
-    EXPECT_FALSE(CoreFileUtils::DeleteDirectory(AFile(), true));
     MakeTree("fr:file");
     EXPECT_FALSE(CoreFileUtils::DeleteDirectory(At("file"), true));
     EXPECT_TRUE(At("file").GetAttribute(AFile::kIsReadOnly)) << "force must not touch a file";
