@@ -13,9 +13,7 @@ using namespace vorlan::zelk;
 
 namespace {
 
-using zelktest::Narrow;
-
-constexpr auto Win = &zelktest::WinPath;
+using namespace zelktest;
 
 std::string Render(const APath& path) {
     return Narrow(path.GetPath(APath::kWinPath, false));
@@ -94,7 +92,7 @@ TEST(CorePathUtilsResolve, AliasesCollapseLeftToRight) {
     };
     for (const ResolveRow& row : rows) {
         SCOPED_TRACE(row.text);
-        APath path = Win(row.text);
+        APath path = WinPath(row.text);
         const bool absolute = path.IsAbsolute();
         EXPECT_EQ(path.ResolveAliases(), row.removed);
         EXPECT_EQ(Components(path), row.components);
@@ -104,17 +102,17 @@ TEST(CorePathUtilsResolve, AliasesCollapseLeftToRight) {
 
 TEST(CorePathUtilsResolve, MakeAbsoluteRefusesWhatItCannotUse) {
     // Already absolute.
-    APath absolute = Win("C:\\x\\y");
-    const APath base = Win("D:\\base");
+    APath absolute = WinPath("C:\\x\\y");
+    const APath base = WinPath("D:\\base");
     EXPECT_FALSE(absolute.MakeAbsolute(&base, true));
     EXPECT_EQ(Render(absolute), "C:\\x\\y");
     // Empty, so not valid.
     APath empty;
     EXPECT_FALSE(empty.MakeAbsolute(nullptr, false));
     // A relative or invalid base changes nothing and never falls back on the current directory.
-    APath relative = Win("a\\b");
-    const APath relativeBase = Win("x\\y");
-    const APath invalidBase = Win("C:\\a\\D:");
+    APath relative = WinPath("a\\b");
+    const APath relativeBase = WinPath("x\\y");
+    const APath invalidBase = WinPath("C:\\a\\D:");
     EXPECT_FALSE(relative.MakeAbsolute(&relativeBase, false));
     EXPECT_FALSE(relative.MakeAbsolute(&invalidBase, false));
     EXPECT_EQ(Render(relative), "a\\b");
@@ -148,19 +146,19 @@ TEST_F(CorePathUtilsTest, RelativePathsTakeTheCurrentDirectory) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
-        APath path = Win(row.text);
+        APath path = WinPath(row.text);
         if (row.madeRelative) {
             path.SetRelative();
         }
         ASSERT_TRUE(path.MakeAbsolute(nullptr, row.resolve));
         EXPECT_EQ(Render(path), row.result);
-        EXPECT_TRUE(path == Win(row.result)) << "the components as parsed";
+        EXPECT_TRUE(path == WinPath(row.result)) << "the components as parsed";
         EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), here);
     }
     // A drive-relative path on a missing drive fails and stays as it was.
     const char missing = zelktest::MissingDrive();
     ASSERT_NE(missing, 0);
-    APath path = Win(std::string(1, missing) + ":a");
+    APath path = WinPath(std::string(1, missing) + ":a");
     EXPECT_FALSE(path.MakeAbsolute(nullptr, true));
     EXPECT_FALSE(path.IsAbsolute());
     EXPECT_EQ(Components(path), std::string(1, missing) + ":|a");
@@ -169,7 +167,7 @@ TEST_F(CorePathUtilsTest, RelativePathsTakeTheCurrentDirectory) {
 
 TEST_F(CorePathUtilsTest, SetCurrentDirRefusesInvalidPaths) {
     EXPECT_FALSE(CorePathUtils::SetCurrentDir(APath()) ||
-                 CorePathUtils::SetCurrentDir(Win("C:\\a\\D:")));
+                 CorePathUtils::SetCurrentDir(WinPath("C:\\a\\D:")));
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
 
     const APath parent = fSaved.Subpath(0, fSaved.Size() - 1);
@@ -186,16 +184,16 @@ TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory
     ASSERT_TRUE(posixhost::MapDrive('K', host.c_str(), "\\\\srv\\share"));
 
     // K:'s own directory is its root until it was current somewhere else.
-    APath path = Win("k:a");
+    APath path = WinPath("k:a");
     ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
     EXPECT_EQ(Render(path), "K:\\a");
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
 
     // With the current directory on the share, it has no drive; it is the same afterwards.
-    ASSERT_TRUE(CorePathUtils::SetCurrentDir(Win("\\\\srv\\share")));
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(WinPath("\\\\srv\\share")));
     const std::string onShare = Render(CorePathUtils::GetCurrentDir());
     ASSERT_EQ(onShare.substr(0, 2), "\\\\");
-    APath fromShare = Win("Z:x");
+    APath fromShare = WinPath("Z:x");
     ASSERT_TRUE(fromShare.MakeAbsolute(nullptr, false));
     EXPECT_EQ(Render(fromShare), Render(fSaved) + "\\x");
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), onShare);
