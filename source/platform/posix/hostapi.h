@@ -44,6 +44,9 @@ inline Text FromHostBytes(const std::string& bytes) {
 }
 // The caller's 0-terminated text (null gives the empty text).
 Text FromUnits(const unsigned short* text);
+// Whether the texts are equal with the letters A-Z and a-z taken as one, as Windows compares
+// drive, share and program names.
+bool EqualNoCase(const Text& left, const Text& right);
 // Copies text and terminator into buffer when bufferLength units are enough for both. Returns the
 // units written without the terminator, or the units needed with it when the buffer is too small.
 DWORD CopyOut(const Text& text, unsigned short* buffer, DWORD bufferLength);

@@ -55,22 +55,6 @@ int DriveNumber(char16_t letter) {
     return 0;
 }
 
-char16_t AsciiLower(char16_t unit) {
-    return (unit >= u'A' && unit <= u'Z') ? static_cast<char16_t>(unit + 32) : unit;
-}
-
-bool EqualNoCase(const Text& left, const Text& right) {
-    if (left.size() != right.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        if (AsciiLower(left[i]) != AsciiLower(right[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // Whether the canonical host path lies at or below root ("" for /).
 bool HoldsPath(const std::string& root, const std::string& path) {
     if (root.empty()) {

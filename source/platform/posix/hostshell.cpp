@@ -48,27 +48,11 @@ HINSTANCE ShellFailure(DWORD error) {
     return ShellResult(error != 0 && error <= 32 ? error : ERROR_PATH_NOT_FOUND);
 }
 
-char16_t LowerAscii(char16_t unit) {
-    return (unit >= u'A' && unit <= u'Z') ? static_cast<char16_t>(unit + 32) : unit;
-}
-
-bool EqualsIgnoringAsciiCase(const Text& left, const Text& right) {
-    if (left.size() != right.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        if (LowerAscii(left[i]) != LowerAscii(right[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // Whether file names the file browser: its last name is explorer.exe, in any letter case.
 bool IsFileBrowser(const Text& file) {
     const std::size_t slash = file.find_last_of(u"\\/");
     const Text name = slash == Text::npos ? file : file.substr(slash + 1);
-    return EqualsIgnoringAsciiCase(name, u"explorer.exe");
+    return EqualNoCase(name, u"explorer.exe");
 }
 
 // The entry named by the browser's parameters /select,"path" (the quotation marks optional);
@@ -76,7 +60,7 @@ bool IsFileBrowser(const Text& file) {
 bool SelectedEntry(const Text& parameters, Text& entry) {
     const Text prefix = u"/select,";
     if (parameters.size() <= prefix.size() ||
-        !EqualsIgnoringAsciiCase(parameters.substr(0, prefix.size()), prefix)) {
+        !EqualNoCase(parameters.substr(0, prefix.size()), prefix)) {
         return false;
     }
     entry = parameters.substr(prefix.size());

@@ -190,6 +190,22 @@ Text FromUnits(const unsigned short* text) {
     return result;
 }
 
+static char16_t AsciiLower(char16_t unit) {
+    return (unit >= u'A' && unit <= u'Z') ? static_cast<char16_t>(unit + 32) : unit;
+}
+
+bool EqualNoCase(const Text& left, const Text& right) {
+    if (left.size() != right.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        if (AsciiLower(left[i]) != AsciiLower(right[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
 DWORD CopyOut(const Text& text, unsigned short* buffer, DWORD bufferLength) {
     const std::size_t needed = text.size() + 1;
     if (buffer == nullptr || bufferLength < needed) {
