@@ -604,16 +604,13 @@ bool CoreFileUtils::OnServerVolume(const AFile& file) {
 
 bool CoreFileUtils::PathsEquivalent(const AFile& first, const AFile& second, bool resolveAliases) {
     platform::UserCTypeLocaleGuard locale;
-    if (!resolveAliases) {
-        const AString left = first.GetPath(false);
-        const AString right = second.GetPath(false);
-        return platform::_wcsicmp(left.GrabWString(), right.GrabWString()) == 0;
-    }
-    // A link that can't be resolved keeps its own path, so the results don't matter.
     ScratchFile left(first);
     ScratchFile right(second);
-    (void)ResolveAlias(left, left, nullptr, nullptr, true);
-    (void)ResolveAlias(right, right, nullptr, nullptr, true);
+    if (resolveAliases) {
+        // A link that can't be resolved keeps its own path, so the results don't matter.
+        (void)ResolveAlias(left, left, nullptr, nullptr, true);
+        (void)ResolveAlias(right, right, nullptr, nullptr, true);
+    }
     const AString leftText = left.GetPath(false);
     const AString rightText = right.GetPath(false);
     return platform::_wcsicmp(leftText.GrabWString(), rightText.GrabWString()) == 0;
