@@ -170,7 +170,8 @@ public:
     CorePathUtils& operator=(CorePathUtils&&) = default;
 
     // The process's current directory, parsed in Windows notation; empty when the platform
-    // gives none.
+    // gives none (the directory was removed, say). Memory refused on the way is std::bad_alloc,
+    // also from a registered allocate procedure that returns null, never an empty answer.
     static APath GetCurrentDir();
     // Makes the valid path the process's current directory, rendered in Windows notation
     // without long-path prefix; false for an invalid (or empty) path, with no change, or when
