@@ -175,7 +175,7 @@ public:
     static APath GetCurrentDir();
     // Makes the valid path the process's current directory, rendered in Windows notation
     // without long-path prefix; false for an invalid (or empty) path, with no change, or when
-    // the platform refuses.
+    // the platform refuses. Memory refused for the text is std::bad_alloc, with no change.
     static bool SetCurrentDir(const APath& path);
     // Valid, and the first component is no drive: true of UNC and of relative paths as well. An
     // absolute POSIX path is not valid and so fails this and the two tests below.
