@@ -37,6 +37,7 @@ if(WIN32)
 else()
   set(ZELK_PLATFORM_SOURCES
     source/platform/posix/hostdrives.cpp
+    source/platform/posix/hostfullpath.cpp
     source/platform/posix/hostfiles.cpp
     source/platform/posix/hostshell.cpp
     source/platform/posix/hosttext.cpp

@@ -1,6 +1,7 @@
 // APath and its implementation object: parsing, rendering and editing of the component list.
 #include <zelk/apath.h>
 
+#include <zelk/astring8.h>
 #include <zelk/fileutils.h>
 
 #include "apathimpl.h"
@@ -8,21 +9,43 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <iterator>
+#include <new>
+#include <ostream>
 #include <utility>
+#include <vector>
+
+// The segment scan takes eight units at a time with SSE2, part of every x86-64 target.
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+#define ZELK_PATH_SSE2 1
+#else
+#define ZELK_PATH_SSE2 0
+#endif
 
 namespace vorlan {
 namespace zelk {
 
 namespace {
 
-constexpr unsigned short kSlash = 0x2F;
-constexpr unsigned short kBackslash = 0x5C;
+using Unit = unsigned short;
+
+constexpr Unit kSlash = u'/';
+constexpr Unit kBackslash = u'\\';
+constexpr Unit kDot = u'.';
 constexpr std::uint32_t kNotFound = 0xFFFFFFFFu;
 constexpr std::uint32_t kLast = 0xFFFFFFFFu;
 
 // From this many characters on, an absolute Windows text gets the long-path prefix.
 constexpr std::uint32_t kLongPathFrom = 261;
+
+constexpr Unit kLocalPrefix[] = {u'\\', u'\\', u'?', u'\\'};
+constexpr Unit kUNCPrefix[] = {u'\\', u'\\', u'?', u'\\', u'U', u'N', u'C', u'\\'};
 
 std::uint32_t Narrow(unsigned long value) {
     return static_cast<std::uint32_t>(value);
@@ -32,70 +55,375 @@ std::uint32_t SizeOf(const ComponentList& list) {
     return static_cast<std::uint32_t>(list.size());
 }
 
-bool IsWinSeparator(unsigned short unit) {
+// The units of a text as the parsers read them: every unit counts, a lone surrogate included,
+// so that no parse ever drops a unit of what it was given.
+struct Units {
+    const Unit* data;
+    std::uint32_t count;
+
+    explicit Units(const AString& text)
+        : data(text.GrabWString()), count(static_cast<std::uint32_t>(text.UTF16Count())) {}
+    Unit operator[](std::uint32_t index) const { return index < count ? data[index] : 0; }
+    template <std::size_t N> bool StartsWith(const Unit (&prefix)[N]) const {
+        return count >= N && std::equal(prefix, prefix + N, data);
+    }
+};
+
+bool IsWinSeparator(Unit unit) {
     return unit == kSlash || unit == kBackslash;
 }
 
-bool StartsWith(const AString& text, const char* prefix) {
-    const AString head(prefix);
-    return text.Substring(0, head.CharCount()) == head;
+// One segment of a text: count units from begin, and where its last dot is (count for none), found
+// on the way so that the component's split needs no second look.
+struct Segment {
+    const Unit* begin;
+    std::uint32_t count;
+    std::uint32_t dot;
+};
+
+#if ZELK_PATH_SSE2
+// The index of the lowest and of the highest set bit of a mask that is not 0.
+inline unsigned LowestBit(std::uint32_t bits) {
+#if defined(_MSC_VER)
+    unsigned long index = 0;
+    _BitScanForward(&index, bits);
+    return static_cast<unsigned>(index);
+#else
+    return static_cast<unsigned>(__builtin_ctz(bits));
+#endif
 }
 
-// The first Windows separator at or behind pos, or kNotFound.
-std::uint32_t FindWinSeparator(const AString& text, std::uint32_t length, std::uint32_t pos) {
-    return pos < length ? Narrow(text.IndexOfAny(AString("\\/"), pos)) : kNotFound;
+inline unsigned HighestBit(std::uint32_t bits) {
+#if defined(_MSC_VER)
+    unsigned long index = 0;
+    _BitScanReverse(&index, bits);
+    return static_cast<unsigned>(index);
+#else
+    return 31u - static_cast<unsigned>(__builtin_clz(bits));
+#endif
+}
+#endif
+
+// Reads a segment from pos up to the next separator ("/", and with backslash "\" too) or the
+// end of the text, noting its last dot on the way. Eight units at a time where SSE2 is there
+// (every x86-64 target), one at a time for the rest and on other targets.
+template <bool kBackslashToo> Segment ReadUpTo(const Units& text, std::uint32_t pos) {
+    std::uint32_t dot = kNotFound;
+    std::uint32_t end = pos;
+#if ZELK_PATH_SSE2
+    const __m128i slash = _mm_set1_epi16(static_cast<short>(kSlash));
+    const __m128i backslash = _mm_set1_epi16(static_cast<short>(kBackslash));
+    const __m128i dots = _mm_set1_epi16(static_cast<short>(kDot));
+    for (; end + 8 <= text.count; end += 8) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data + end));
+        __m128i ends = _mm_cmpeq_epi16(block, slash);
+        if (kBackslashToo) {
+            ends = _mm_or_si128(ends, _mm_cmpeq_epi16(block, backslash));
+        }
+        // Two mask bits per unit.
+        const auto endBits = static_cast<std::uint32_t>(_mm_movemask_epi8(ends));
+        auto dotBits = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, dots)));
+        if (endBits != 0) {
+            const unsigned first = LowestBit(endBits);
+            dotBits &= (1u << first) - 1u;
+            if (dotBits != 0) {
+                dot = end + HighestBit(dotBits) / 2;
+            }
+            end += first / 2;
+            return Segment{text.data + pos, end - pos, dot == kNotFound ? end - pos : dot - pos};
+        }
+        if (dotBits != 0) {
+            dot = end + HighestBit(dotBits) / 2;
+        }
+    }
+#endif
+    for (; end < text.count; ++end) {
+        const Unit unit = text.data[end];
+        if (unit == kSlash || (kBackslashToo && unit == kBackslash)) {
+            break;
+        }
+        if (unit == kDot) {
+            dot = end;
+        }
+    }
+    return Segment{text.data + pos, end - pos, dot == kNotFound ? end - pos : dot - pos};
 }
 
-// Reads one segment from pos into component: a run of separators is passed over, the text up to
-// the next separator (or the end) is set, and pos moves behind that separator, or to kNotFound
-// when there is none. At the end of the text the segment is empty.
-void ReadWinSegment(const AString& text, std::uint32_t length, std::uint32_t& pos,
-                    APathComponent& component) {
-    std::uint32_t separator = FindWinSeparator(text, length, pos);
-    while (separator == pos) {
+// Reads one Windows segment from pos: a run of separators is passed over, and the segment runs
+// to the next separator or the end. pos moves behind that separator, or to kNotFound when there
+// is none. At the end of the text the segment is empty.
+Segment ReadWinSegment(const Units& text, std::uint32_t& pos) {
+    while (pos < text.count && IsWinSeparator(text.data[pos])) {
         ++pos;
-        separator = FindWinSeparator(text, length, pos);
     }
-    if (separator == kNotFound) {
-        component.Set(text.Substring(pos));
-        pos = kNotFound;
-    } else {
-        component.Set(text.Substring(pos, separator - pos));
-        pos = separator + 1;
-    }
+    const Segment segment = ReadUpTo<true>(text, pos);
+    const std::uint32_t end = pos + segment.count;
+    pos = end < text.count ? end + 1 : kNotFound;
+    return segment;
 }
 
-// Appends the segments from pos to the end. One trailing separator adds nothing; a run of two or
-// more adds one empty component.
-void ReadWinSegments(const AString& text, std::uint32_t pos, APathComponent& scratch,
-                     ComponentList& list) {
-    const std::uint32_t length = Narrow(text.CharCount());
-    while (pos < length) {
-        ReadWinSegment(text, length, pos, scratch);
-        list.push_back(scratch);
+// Gives each segment from pos to the end to take. One trailing separator adds nothing; a run of
+// two or more adds one empty segment.
+template <typename Take> void ForEachWinSegment(const Units& text, std::uint32_t pos, Take take) {
+    while (pos < text.count) {
+        take(ReadWinSegment(text, pos));
     }
 }
 
-void Write(AString& text, const APathComponent& component) {
-    text += component.Get();
-}
-
-void Write(AString& text, unsigned short separator, const APathComponent& component) {
-    text += separator;
-    text += component.Get();
-}
-
-// What an absolute Windows text of its shape becomes in long form.
-void AddLongPathPrefix(AString& text, bool driveShape, bool uncShape) {
-    if (driveShape) {
-        text.Insert(0, AString("\\\\?\\"));
-    } else if (uncShape) {
-        // "\\server" becomes "\\?\UNC\server": the prefix takes the place of the two backslashes.
-        text.Insert(2, AString("?\\UNC\\"));
-    } else {
-        // No platform meaning; kept apart from the two real forms.
-        text.Insert(0, AString("\\\\?\\UNC\\"));
+// Gives each POSIX segment from pos to take. Unlike the Windows segments, the text behind a final
+// "/" is always taken, empty or not; a doubled "/" makes no segment.
+template <typename Take> void ForEachPosixSegment(const Units& text, std::uint32_t pos, Take take) {
+    for (;;) {
+        const Segment segment = ReadUpTo<false>(text, pos);
+        const std::uint32_t end = pos + segment.count;
+        if (end == text.count) {
+            take(segment);
+            return;
+        }
+        if (segment.count != 0) {
+            take(segment);
+        }
+        pos = end + 1;
     }
+}
+
+// The segments of a text, gathered in one reading so that the list and the block of records are
+// sized once before any component is made. Past kLocal segments only the sizes go on, and the
+// text is read again.
+class Segments {
+public:
+    void operator()(const Segment& segment) {
+        if (fCount < kLocal) {
+            fLocal[fCount] = segment;
+        }
+        ++fCount;
+        fBytes += ComponentRecords::BytesFor(segment.count);
+    }
+    std::size_t Count() const { return fCount; }
+    // The size of the records, with those of more segments.
+    std::uint64_t Bytes(std::initializer_list<Segment> more = {}) const {
+        std::uint64_t bytes = fBytes;
+        for (const Segment& segment : more) {
+            bytes += ComponentRecords::BytesFor(segment.count);
+        }
+        return bytes;
+    }
+    // Gives each segment to take, read again from the text where they weren't all kept.
+    template <typename Read, typename Take> void Replay(Read read, Take take) const {
+        if (fCount <= kLocal) {
+            std::for_each(fLocal, fLocal + fCount, take);
+        } else {
+            read(take);
+        }
+    }
+
+private:
+    static constexpr std::size_t kLocal = 64;
+    Segment fLocal[kLocal];
+    std::size_t fCount = 0;
+    std::uint64_t fBytes = 0;
+};
+
+// Appends the component of one segment, built once in its place.
+void AppendSegment(ComponentList& list, ComponentRecords& records, const Segment& segment) {
+    records.Append(list, segment.begin, segment.count, segment.dot);
+}
+
+const APathComponentImpl* RecordOf(const APathComponent& component) {
+    return APathComponentAccess::Record(component);
+}
+
+// The units of a component's text.
+struct Run {
+    const Unit* begin;
+    std::uint32_t count;
+};
+
+Run TextOf(const APathComponent& component) {
+    const APathComponentImpl* record = RecordOf(component);
+    return record != nullptr ? Run{record->Units(), record->fUnitCount} : Run{nullptr, 0};
+}
+
+bool IsText(const APathComponent& component, const Unit* text, std::uint32_t count) {
+    const Run units = TextOf(component);
+    return units.count == count && std::equal(text, text + count, units.begin);
+}
+
+// ---- writing
+
+// The place a writer puts a text together: on the stack for ordinary lengths, from the hooks
+// beyond them.
+class Staging {
+public:
+    explicit Staging(std::size_t units) {
+        if (units > kLocal) {
+            fHeap.resize(units);
+            fData = fHeap.data();
+        }
+    }
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+    Unit* Data() { return fData; }
+
+private:
+    static constexpr std::size_t kLocal = 1024;
+    Unit fLocal[kLocal];
+    Unit* fData = fLocal;
+    std::vector<Unit, HookAllocator<Unit>> fHeap;
+};
+
+// Measures what a layout writes.
+class Measure {
+public:
+    void Put(Unit) { ++fCount; }
+    void Put(const APathComponent& component) { fCount += TextOf(component).count; }
+    std::size_t Count() const { return fCount; }
+
+private:
+    std::size_t fCount = 0;
+};
+
+// Writes a layout's units one behind another.
+class Writer {
+public:
+    explicit Writer(Unit* out) : fOut(out) {}
+    void Put(Unit unit) { *fOut++ = unit; }
+    void Put(const APathComponent& component) {
+        const Run text = TextOf(component);
+        fOut = std::copy(text.begin, text.begin + text.count, fOut);
+    }
+
+private:
+    Unit* fOut;
+};
+
+// The POSIX text of the first count components; false for the empty text. The separator is "/".
+template <typename Out>
+bool LayOutPosix(const ComponentList& list, bool absolute, std::uint32_t count, Out& out) {
+    const std::uint32_t size = SizeOf(list);
+    std::uint32_t i = 0;
+    const bool firstEmpty = list[0].IsEmpty();
+    if (absolute && firstEmpty) {
+        // The root writes "/" only when nothing follows it; otherwise the next separator leads.
+        if (size == 1 || count == 1) {
+            out.Put(kSlash);
+        }
+        i = 1;
+    } else if (!absolute) {
+        // A relative list leads with its first written component, no separator in front.
+        if (firstEmpty) {
+            i = 1;
+        }
+        if (i >= count) {
+            return false;
+        }
+        out.Put(list[i++]);
+    }
+    // An absolute list whose first component is not empty (drive, server) gets a leading "/".
+    for (; i < count; ++i) {
+        out.Put(kSlash);
+        out.Put(list[i]);
+    }
+    return true;
+}
+
+// What a Windows list is by its shape.
+enum class WinShape { kDrive, kUNC, kOther };
+
+WinShape ShapeOf(const ComponentList& list, bool absolute) {
+    const APathComponent& first = list[0];
+    if (first.IsWinDrive()) {
+        return WinShape::kDrive;
+    }
+    return list.size() >= 2 && absolute && !first.IsEmpty() ? WinShape::kUNC : WinShape::kOther;
+}
+
+// The Windows text of the first count components, without any prefix; false for the empty text.
+// The separator is "\".
+template <typename Out>
+bool LayOutWin(const ComponentList& list, bool absolute, std::uint32_t count, Out& out) {
+    const std::uint32_t size = SizeOf(list);
+    const APathComponent& first = list[0];
+    std::uint32_t i = 1;
+    switch (ShapeOf(list, absolute)) {
+    case WinShape::kDrive:
+        out.Put(first);
+        if (size == 1 || (absolute && count == 1)) {
+            // A drive alone is written as its root, "C:\", relative or not.
+            out.Put(kBackslash);
+            i = count;
+        } else if (!absolute && count > 1) {
+            // Drive-relative: the first segment follows the drive directly, as in "C:dir".
+            out.Put(list[1]);
+            i = 2;
+        }
+        break;
+    case WinShape::kUNC:
+        // A server alone has no text in this notation.
+        if (count == 1) {
+            return false;
+        }
+        out.Put(kBackslash);
+        out.Put(kBackslash);
+        out.Put(first);
+        out.Put(kBackslash);
+        out.Put(list[1]);
+        i = 2;
+        break;
+    case WinShape::kOther:
+        // An empty first component writes a single "\" whether the list is absolute or not.
+        i = 0;
+        if (first.IsEmpty()) {
+            out.Put(kBackslash);
+            i = 1;
+        }
+        if (i < count) {
+            out.Put(list[i++]);
+        }
+        break;
+    }
+    for (; i < count; ++i) {
+        out.Put(kBackslash);
+        out.Put(list[i]);
+    }
+    return true;
+}
+
+// Characters of a text as AString counts them: a high surrogate takes the unit behind it along,
+// and one at the very end is not counted.
+std::size_t CountChars(const Unit* units, std::size_t count) {
+    std::size_t chars = 0;
+    for (std::size_t i = 0; i < count; ++i, ++chars) {
+        if (units[i] >= 0xD800 && units[i] <= 0xDBFF && ++i == count) {
+            break;
+        }
+    }
+    return chars;
+}
+
+// Room in front of a written Windows text for the longest prefix.
+constexpr std::size_t kPrefixRoom = std::size(kUNCPrefix);
+
+// Puts the long-path prefix of its shape in front of the text that starts at text, in the room
+// kept there, and returns where the long form starts. "\\server" becomes "\\?\UNC\server": the
+// prefix takes the place of the two backslashes. An absolute list of neither shape gets
+// "\\?\UNC\" in front of its whole text, a form with no platform meaning.
+Unit* AddLongPathPrefix(Unit* text, WinShape shape) {
+    Unit* start = text - kPrefixRoom;
+    switch (shape) {
+    case WinShape::kDrive:
+        start = text - std::size(kLocalPrefix);
+        std::copy(std::begin(kLocalPrefix), std::end(kLocalPrefix), start);
+        break;
+    case WinShape::kUNC:
+        start = text + 2 - std::size(kUNCPrefix);
+        std::copy(std::begin(kUNCPrefix), std::end(kUNCPrefix), start);
+        break;
+    case WinShape::kOther:
+        std::copy(std::begin(kUNCPrefix), std::end(kUNCPrefix), start);
+        break;
+    }
+    return start;
 }
 
 // The index that index stands for in a list of size components: kLastComponentIndex is the last
@@ -134,19 +462,19 @@ const APathImpl& Read(const APathImpl* impl) {
     return impl != nullptr ? *impl : kEmpty;
 }
 
-// A new implementation object with a copy of source's state, or null when the allocate procedure
-// gives no memory.
-APathImpl* CopyRecord(const APathImpl& source) {
-    APathImpl* record = NewRecord<APathImplW>();
-    if (record != nullptr) {
-        try {
-            *record = source;
-        } catch (...) {
-            DeleteRecord(record);
-            throw;
-        }
+// Whether a path reads as the empty relative path, which is all a path without an implementation
+// object can stand for.
+bool ReadsAsNothing(const APathImpl& impl) {
+    return impl.fComponents.empty() && !impl.fIsAbsolute;
+}
+
+// A new implementation object, never null: a refused one is std::bad_alloc.
+APathImpl* NewImpl() {
+    APathImpl* impl = NewRecord<APathImplW>();
+    if (impl == nullptr) {
+        throw std::bad_alloc();
     }
-    return record;
+    return impl;
 }
 
 AString Render(const APathImpl& impl, std::uint32_t count, APath::PathType type, bool longPath) {
@@ -228,190 +556,162 @@ APathImpl& APathImpl::operator=(const APathImpl& other) {
     return *this;
 }
 
+// The writers measure the text first, put it together once in a staging area straight from the
+// components' units, and make the result from it in one piece.
 AString APathImpl::WritePosixPath(std::uint32_t count) const {
-    const std::uint32_t size = SizeOf(fComponents);
-    if (count == 0 || count > size) {
+    if (count == 0 || count > SizeOf(fComponents)) {
         return AString();
     }
-    AString text;
-    text.Preallocate(128);
-    std::uint32_t i = 0;
-    const bool firstEmpty = fComponents[0].IsEmpty();
-    if (fIsAbsolute && firstEmpty) {
-        // The root writes "/" only when nothing follows it; otherwise the next separator leads.
-        if (size == 1 || count == 1) {
-            text += kSlash;
-        }
-        i = 1;
-    } else if (!fIsAbsolute) {
-        // A relative list leads with its first written component, no separator in front.
-        if (firstEmpty) {
-            i = 1;
-        }
-        if (i >= count) {
-            return text;
-        }
-        Write(text, fComponents[i++]);
+    Measure measure;
+    if (!LayOutPosix(fComponents, fIsAbsolute, count, measure)) {
+        return AString();
     }
-    // An absolute list whose first component is not empty (drive, server) gets a leading "/".
-    for (; i < count; ++i) {
-        Write(text, kSlash, fComponents[i]);
-    }
-    return text;
+    Staging staging(measure.Count());
+    Writer writer(staging.Data());
+    LayOutPosix(fComponents, fIsAbsolute, count, writer);
+    return TextOfUnits(staging.Data(), static_cast<std::uint32_t>(measure.Count()));
 }
 
 AString APathImpl::WriteWinPath(std::uint32_t count, bool longPath) const {
-    const std::uint32_t size = SizeOf(fComponents);
-    if (count == 0 || count > size) {
+    if (count == 0 || count > SizeOf(fComponents)) {
         return AString();
     }
-    const APathComponent& first = fComponents[0];
-    const bool driveShape = first.IsWinDrive();
-    const bool uncShape = !driveShape && size >= 2 && fIsAbsolute && !first.IsEmpty();
-    AString text;
-    text.Preallocate(128);
-    std::uint32_t i = 1;
-    if (driveShape) {
-        Write(text, first);
-        if (size == 1 || (fIsAbsolute && count == 1)) {
-            // A drive alone is written as its root, "C:\", relative or not.
-            text += kBackslash;
-            i = count;
-        } else if (!fIsAbsolute && count > 1) {
-            // Drive-relative: the first segment follows the drive directly, as in "C:dir".
-            Write(text, fComponents[1]);
-            i = 2;
-        }
-    } else if (uncShape) {
-        // A server alone has no text in this notation.
-        if (count == 1) {
-            return AString();
-        }
-        text += kBackslash;
-        Write(text, kBackslash, first);
-        Write(text, kBackslash, fComponents[1]);
-        i = 2;
-    } else {
-        // An empty first component writes a single "\" whether the list is absolute or not.
-        i = 0;
-        if (first.IsEmpty()) {
-            text += kBackslash;
-            i = 1;
-        }
-        if (i < count) {
-            Write(text, fComponents[i++]);
-        }
+    Measure measure;
+    if (!LayOutWin(fComponents, fIsAbsolute, count, measure)) {
+        return AString();
     }
-    for (; i < count; ++i) {
-        Write(text, kBackslash, fComponents[i]);
+    const std::size_t units = measure.Count();
+    Staging staging(kPrefixRoom + units);
+    Unit* text = staging.Data() + kPrefixRoom;
+    Writer writer(text);
+    LayOutWin(fComponents, fIsAbsolute, count, writer);
+    // The prefix goes on by the characters of the text without it; never fewer units than that.
+    Unit* start = text;
+    if (longPath && fIsAbsolute && units >= kLongPathFrom &&
+        CountChars(text, units) >= kLongPathFrom) {
+        start = AddLongPathPrefix(text, ShapeOf(fComponents, fIsAbsolute));
     }
-    if (longPath && fIsAbsolute && Narrow(text.CharCount()) >= kLongPathFrom) {
-        AddLongPathPrefix(text, driveShape, uncShape);
-    }
-    return text;
+    return TextOfUnits(start, static_cast<std::uint32_t>(text + units - start));
 }
 
-bool APathImpl::ParsePosixPath(const AString& text) {
-    fComponents.clear();
+// Each parser reads the units in place, counts its components first and builds each one once in
+// its place in a new list. Only a complete list replaces the old one, so a failure to get memory
+// (std::bad_alloc) leaves the path as it was.
+
+bool APathImpl::ParsePosixPath(const AString& path) {
+    const Units text(path);
+    const bool absolute = text.count > 0 && text.data[0] == kSlash;
+    const std::uint32_t pos = absolute ? 1 : 0;
+    const bool root = absolute && text.count > 1;
+    const auto read = [&text, pos](auto take) { ForEachPosixSegment(text, pos, take); };
+    Segments segments;
+    read(std::ref(segments));
+    ComponentList list;
+    list.reserve((root ? 1 : 0) + segments.Count());
+    ComponentRecords records(segments.Bytes());
+    if (root) {
+        list.emplace_back();
+    }
+    segments.Replay(read, [&](const Segment& segment) { AppendSegment(list, records, segment); });
+    fComponents.swap(list);
     fForm = kFormPosix;
-    const std::uint32_t length = Narrow(text.CharCount());
-    std::uint32_t pos = 0;
-    fIsAbsolute = length > 0 && text.GetChar(0) == kSlash;
-    if (fIsAbsolute) {
-        pos = 1;
-        if (length > 1) {
-            fComponents.emplace_back(); // the root
-        }
-    }
-    // Unlike the Windows segments, the text behind a final "/" is always taken, empty or not.
-    APathComponent scratch;
-    for (;;) {
-        const std::uint32_t slash = pos < length ? Narrow(text.IndexOf(kSlash, pos)) : kNotFound;
-        if (slash == pos) {
-            ++pos;
-            continue;
-        }
-        if (slash == kNotFound) {
-            scratch.Set(text.Substring(pos));
-            fComponents.push_back(scratch);
-            return true;
-        }
-        scratch.Set(text.Substring(pos, slash - pos));
-        fComponents.push_back(scratch);
-        pos = slash + 1;
-    }
+    fIsAbsolute = absolute;
+    return true;
 }
 
-bool APathImpl::ParseWinPath(const AString& text) {
-    if (ParseWinLocalPath(text) || ParseUNCPath(text)) {
+bool APathImpl::ParseWinPath(const AString& path) {
+    if (ParseWinLocalPath(path) || ParseUNCPath(path)) {
         return true;
     }
     // A rooted text with no drive and no server and share is left to the POSIX parser.
-    if (IsWinSeparator(text.GetChar(0))) {
+    const Units text(path);
+    if (IsWinSeparator(text[0])) {
         return false;
     }
+    const auto read = [&text](auto take) { ForEachWinSegment(text, 0, take); };
+    Segments segments;
+    read(std::ref(segments));
+    ComponentList list;
+    list.reserve(segments.Count());
+    ComponentRecords records(segments.Bytes());
+    segments.Replay(read, [&](const Segment& segment) { AppendSegment(list, records, segment); });
+    fComponents.swap(list);
     fForm = kFormWinRelative;
     fIsAbsolute = false;
-    fComponents.clear();
-    APathComponent scratch;
-    ReadWinSegments(text, 0, scratch, fComponents);
     return true;
 }
 
-bool APathImpl::ParseWinLocalPath(const AString& text) {
-    const std::uint32_t start = StartsWith(text, "\\\\?\\") ? 4 : 0;
-    if (!IsWinDriveLetter(text.GetChar(start)) || !IsWinDriveDelimiter(text.GetChar(start + 1))) {
+bool APathImpl::ParseWinLocalPath(const AString& path) {
+    const Units text(path);
+    const std::uint32_t start = text.StartsWith(kLocalPrefix) ? 4 : 0;
+    if (!IsWinDriveLetter(text[start]) || !IsWinDriveDelimiter(text[start + 1])) {
         return false;
     }
-    fForm = kFormWinLocal;
-    // The drive and the segments share one scratch component, and Set with an unchanged text
-    // keeps the drive flag: a first segment that repeats the drive's text is flagged too.
-    APathComponent scratch(text.Substring(start, 2));
-    scratch.SetIsWinDrive();
-    fComponents.clear();
-    fComponents.push_back(scratch);
     std::uint32_t pos = start + 2;
-    const std::uint32_t length = Narrow(text.CharCount());
-    if (pos >= length) {
-        fIsAbsolute = true;
-    } else if (IsWinSeparator(text.GetChar(pos))) {
-        fIsAbsolute = true;
+    bool absolute = false;
+    if (pos >= text.count) {
+        absolute = true; // a drive alone is absolute
+    } else if (IsWinSeparator(text.data[pos])) {
+        absolute = true;
         ++pos;
-    } else {
-        fIsAbsolute = false;
     }
-    ReadWinSegments(text, pos, scratch, fComponents);
+    const auto read = [&text, pos](auto take) { ForEachWinSegment(text, pos, take); };
+    Segments segments;
+    read(std::ref(segments));
+    const Segment drive{text.data + start, 2, 2};
+    ComponentList list;
+    list.reserve(1 + segments.Count());
+    ComponentRecords records(segments.Bytes({drive}));
+    AppendSegment(list, records, drive);
+    APathComponentAccess::MarkDrive(list.back());
+    // Segments that repeat the drive's text right behind it come out flagged as drives too, as
+    // a component set to its own text keeps its flag ("C:\C:\x" has two drives and is invalid).
+    bool repeatsDrive = true;
+    segments.Replay(read, [&](const Segment& segment) {
+        AppendSegment(list, records, segment);
+        repeatsDrive = repeatsDrive && segment.count == 2 && segment.begin[0] == drive.begin[0] &&
+                       segment.begin[1] == drive.begin[1];
+        if (repeatsDrive) {
+            APathComponentAccess::MarkDrive(list.back());
+        }
+    });
+    fComponents.swap(list);
+    fForm = kFormWinLocal;
+    fIsAbsolute = absolute;
     return true;
 }
 
-bool APathImpl::ParseUNCPath(const AString& text) {
+bool APathImpl::ParseUNCPath(const AString& path) {
+    const Units text(path);
     std::uint32_t pos = 0;
-    if (StartsWith(text, "\\\\?\\UNC\\")) {
+    if (text.StartsWith(kUNCPrefix)) {
         pos = 8;
-    } else if (IsWinSeparator(text.GetChar(0)) && IsWinSeparator(text.GetChar(1))) {
+    } else if (IsWinSeparator(text[0]) && IsWinSeparator(text[1])) {
         pos = 2;
     } else {
         return false;
     }
     // Nothing changes until both server and share are found.
-    const std::uint32_t length = Narrow(text.CharCount());
-    if (pos >= length) {
+    if (pos >= text.count) {
         return false;
     }
-    APathComponent server;
-    ReadWinSegment(text, length, pos, server);
-    if (pos >= length) {
+    const Segment server = ReadWinSegment(text, pos);
+    if (pos >= text.count) {
         return false;
     }
-    APathComponent share;
-    ReadWinSegment(text, length, pos, share);
+    const Segment share = ReadWinSegment(text, pos);
+    const auto read = [&text, pos](auto take) { ForEachWinSegment(text, pos, take); };
+    Segments segments;
+    read(std::ref(segments));
+    ComponentList list;
+    list.reserve(2 + segments.Count());
+    ComponentRecords records(segments.Bytes({server, share}));
+    AppendSegment(list, records, server);
+    AppendSegment(list, records, share);
+    segments.Replay(read, [&](const Segment& segment) { AppendSegment(list, records, segment); });
+    fComponents.swap(list);
     fForm = kFormUNC;
     fIsAbsolute = true;
-    fComponents.clear();
-    fComponents.push_back(std::move(server));
-    fComponents.push_back(std::move(share));
-    APathComponent scratch;
-    ReadWinSegments(text, pos, scratch, fComponents);
     return true;
 }
 
@@ -421,6 +721,13 @@ APathImplW::~APathImplW() = default;
 // APath: life cycle, parsing and queries
 
 ZELK_DEFINE_CLASS_ALLOCATION(APath)
+
+APathImpl& APath::Own() {
+    if (fpImpl == nullptr) {
+        fpImpl = NewImpl();
+    }
+    return *fpImpl;
+}
 
 APath::APath() : fpImpl(NewRecord<APathImplW>()) {}
 
@@ -434,9 +741,9 @@ APath::APath(const AString& path, PathType type) : fpImpl(NewRecord<APathImplW>(
 }
 
 APath::APath(const APathComponent& component) : fpImpl(NewRecord<APathImplW>()) {
-    if (fpImpl != nullptr && !component.IsEmpty()) {
+    if (!component.IsEmpty()) {
         try {
-            fpImpl->fComponents.push_back(component);
+            Own().fComponents.push_back(component);
         } catch (...) {
             DeleteRecord(fpImpl);
             throw;
@@ -444,7 +751,24 @@ APath::APath(const APathComponent& component) : fpImpl(NewRecord<APathImplW>()) 
     }
 }
 
-APath::APath(const APath& other) : fpImpl(CopyRecord(Read(other.fpImpl))) {}
+APath::APath(const APath& other) : fpImpl(nullptr) {
+    const APathImpl& source = Read(other.fpImpl);
+    fpImpl = NewRecord<APathImplW>();
+    if (fpImpl == nullptr) {
+        // Without an object of its own the copy reads as the empty relative path: enough only
+        // for a source that is just that.
+        if (!ReadsAsNothing(source)) {
+            throw std::bad_alloc();
+        }
+        return;
+    }
+    try {
+        *fpImpl = source;
+    } catch (...) {
+        DeleteRecord(fpImpl);
+        throw;
+    }
+}
 
 APath::APath(APath&& other) noexcept : fpImpl(other.fpImpl) {
     other.fpImpl = nullptr;
@@ -456,11 +780,7 @@ APath::~APath() {
 
 APath& APath::operator=(const APath& other) {
     if (this != &other) {
-        if (fpImpl == nullptr) {
-            fpImpl = CopyRecord(Read(other.fpImpl));
-        } else {
-            *fpImpl = Read(other.fpImpl);
-        }
+        Own() = Read(other.fpImpl);
     }
     return *this;
 }
@@ -497,21 +817,20 @@ APathComponent APath::GetComponent(unsigned long index) const {
 }
 
 bool APath::SetPath(const AString& path, PathType type) {
-    if (fpImpl == nullptr) {
-        return false;
-    }
     if (path.IsEmpty()) {
-        fpImpl->fComponents.clear();
-        fpImpl->fForm = APathImpl::kFormEmpty;
-        fpImpl->fIsAbsolute = false;
+        if (fpImpl != nullptr) {
+            fpImpl->fComponents.clear();
+            fpImpl->fForm = APathImpl::kFormEmpty;
+            fpImpl->fIsAbsolute = false;
+        }
         return true;
     }
     switch (type) {
     case kPosixPath:
-        return fpImpl->ParsePosixPath(path);
+        return Own().ParsePosixPath(path);
     case kNativePath:
     case kWinPath:
-        return fpImpl->ParseWinPath(path) || fpImpl->ParsePosixPath(path);
+        return Own().ParseWinPath(path) || fpImpl->ParsePosixPath(path);
     }
     return false;
 }
@@ -546,9 +865,7 @@ unsigned long APath::Size() const {
 }
 
 void APath::SetAbsolute() {
-    if (fpImpl != nullptr) {
-        fpImpl->fIsAbsolute = true;
-    }
+    Own().fIsAbsolute = true;
 }
 
 void APath::SetRelative() {
@@ -584,13 +901,13 @@ APath APath::Subpath(unsigned long index, unsigned long count) const {
     const APathImpl& impl = Read(fpImpl);
     const std::uint32_t size = SizeOf(impl.fComponents);
     std::uint32_t first = 0;
-    if (part.fpImpl == nullptr || count == 0 || !ResolveIndex(size, Narrow(index), first)) {
+    if (count == 0 || !ResolveIndex(size, Narrow(index), first)) {
         return part;
     }
     const std::uint32_t last = RunEnd(size, first, Narrow(count));
-    part.fpImpl->fComponents.assign(impl.fComponents.begin() + first,
-                                    impl.fComponents.begin() + last);
-    part.fpImpl->fIsAbsolute = first == 0 && impl.fIsAbsolute;
+    APathImpl& target = part.Own();
+    target.fComponents.assign(impl.fComponents.begin() + first, impl.fComponents.begin() + last);
+    target.fIsAbsolute = first == 0 && impl.fIsAbsolute;
     return part;
 }
 
@@ -617,19 +934,16 @@ bool APath::SetComponent(unsigned long index, const APathComponent& component) {
 
 bool APath::InsertComponent(unsigned long index, const APathComponent& component,
                             InsertPosition position) {
-    if (fpImpl == nullptr) {
-        return false;
-    }
-    ComponentList& list = fpImpl->fComponents;
+    const ComponentList& list = Read(fpImpl).fComponents;
     const std::uint32_t size = SizeOf(list);
     std::uint32_t at = Narrow(index);
     if (size == 0) {
         // An empty list takes 0 and kLastComponentIndex, and an empty component only as the
         // root of an absolute path; where it goes makes no difference.
-        if ((at != 0 && at != kLast) || (component.IsEmpty() && !fpImpl->fIsAbsolute)) {
+        if ((at != 0 && at != kLast) || (component.IsEmpty() && !IsAbsolute())) {
             return false;
         }
-        list.push_back(component);
+        Own().fComponents.push_back(component);
         return true;
     }
     if (component.IsEmpty() || !ResolveIndex(size, at, at)) {
@@ -638,12 +952,12 @@ bool APath::InsertComponent(unsigned long index, const APathComponent& component
     if (position != kInsertBefore) {
         ++at;
     }
-    list.insert(list.begin() + at, APathComponent(component));
+    fpImpl->fComponents.insert(fpImpl->fComponents.begin() + at, APathComponent(component));
     return true;
 }
 
 bool APath::Replace(unsigned long index, unsigned long count, const APath& path) {
-    if (fpImpl == nullptr || count == 0) {
+    if (count == 0) {
         return false;
     }
     const ComponentList& incoming = Read(path.fpImpl).fComponents;
@@ -652,7 +966,8 @@ bool APath::Replace(unsigned long index, unsigned long count, const APath& path)
         if (Narrow(index) != kLast) {
             return false;
         }
-        fpImpl->fComponents = incoming;
+        ComponentList copies(incoming);
+        Own().fComponents.swap(copies);
         return true;
     }
     std::uint32_t first = 0;
@@ -664,9 +979,6 @@ bool APath::Replace(unsigned long index, unsigned long count, const APath& path)
 }
 
 bool APath::SetParent(unsigned long index, const APath& path) {
-    if (fpImpl == nullptr) {
-        return false;
-    }
     const std::uint32_t size = Narrow(Size());
     if (size == 0) {
         return Replace(index, 1, path);
@@ -687,17 +999,23 @@ bool APath::SetParentPath(const AString& text, PathType type) {
         return SetPath(text, type);
     }
     APathComponent last = GetComponent(kLastComponentIndex);
-    if (!SetPath(text, type)) {
+    // The place for it is made first, so that nothing can fail once the new path stands.
+    APath parent;
+    if (!parent.SetPath(text, type)) {
         return false;
     }
-    fpImpl->fComponents.push_back(std::move(last));
+    parent.Own().fComponents.reserve(parent.fpImpl->fComponents.size() + 1);
+    parent.fpImpl->fComponents.push_back(std::move(last));
+    std::swap(fpImpl, parent.fpImpl);
     return true;
 }
 
 APath& APath::Append(const APath& path) {
-    if (fpImpl != nullptr) {
-        const std::uint32_t size = Narrow(Size());
-        Splice(fpImpl->fComponents, size, size, Read(path.fpImpl).fComponents);
+    const ComponentList& incoming = Read(path.fpImpl).fComponents;
+    if (!incoming.empty()) {
+        ComponentList& list = Own().fComponents;
+        const std::uint32_t size = SizeOf(list);
+        Splice(list, size, size, incoming);
     }
     return *this;
 }
@@ -861,57 +1179,42 @@ APathReverseIterator APath::rend() const {
 
 namespace {
 
-// The drive number of a drive component's letter: 1 for A or a, 26 for Z or z.
-int DriveNumberOf(const APathComponent& drive) {
-    const unsigned short letter = drive.Get().GetChar(0);
-    return letter >= 97 ? letter - 96 : letter - 64;
+// The directory a path of that drive is relative to, read without making the drive current:
+// the full-path query of the bare drive ("D:") gives that drive's own current directory. False
+// when the query fails, gives no directory on that drive, or names no existing directory (a
+// drive that isn't there, or whose directory has gone).
+bool DriveDirectory(Unit letter, APath& directory) {
+    const Unit upper = letter >= u'a' && letter <= u'z' ? static_cast<Unit>(letter - 0x20) : letter;
+    const Unit query[] = {upper, u':', 0};
+    std::vector<Unit, HookAllocator<Unit>> buffer(APath::kMaxPathLength);
+    const auto capacity = static_cast<platform::DWORD>(buffer.size());
+    platform::ErrorModeGuard guard;
+    const platform::DWORD length =
+        platform::GetFullPathNameW(query, capacity, buffer.data(), nullptr);
+    if (length == 0 || length >= capacity) {
+        return false;
+    }
+    APath found(TextOfUnits(buffer.data(), length), APath::kWinPath);
+    if (!found.IsValid() || !found.IsAbsolute()) {
+        return false;
+    }
+    const APathComponent& drive = APathAccess::Impl(found)->fComponents.front();
+    if (!drive.IsWinDrive() || (TextOf(drive).begin[0] | 0x20u) != (upper | 0x20u)) {
+        return false;
+    }
+    const platform::DWORD attributes = platform::GetFileAttributesW(buffer.data());
+    if (attributes == platform::INVALID_FILE_ATTRIBUTES ||
+        (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) == 0) {
+        return false;
+    }
+    directory = std::move(found);
+    return true;
 }
 
-// Switches the process to another drive for its scope and puts the current drive back on every
-// way out. When the current directory has no drive (a UNC directory), its text is kept instead
-// and made current again, so that the process ends where it started either way.
-class DriveSwitch {
-public:
-    DriveSwitch() : fSavedDrive(platform::_getdrive()) {
-        if (fSavedDrive == 0) {
-            std::vector<unsigned short, HookAllocator<unsigned short>> buffer(
-                APath::kMaxPathLength);
-            const auto capacity = static_cast<platform::DWORD>(buffer.size());
-            const platform::DWORD length = platform::GetCurrentDirectoryW(capacity, buffer.data());
-            if (length > 0 && length < capacity) {
-                fSavedDirectory = AString(buffer.data(), length);
-            }
-        }
-    }
-    ~DriveSwitch() {
-        if (!fSwitched) {
-            return;
-        }
-        platform::LastErrorSaver keep;
-        if (fSavedDrive != 0) {
-            platform::_chdrive(fSavedDrive);
-        } else {
-            platform::SetCurrentDirectoryW(fSavedDirectory.GrabWString());
-        }
-    }
-    DriveSwitch(const DriveSwitch&) = delete;
-    DriveSwitch& operator=(const DriveSwitch&) = delete;
-
-    // False when there is nothing to come back to, or the drive can't be made current; the
-    // process is then where it was.
-    bool SwitchTo(int drive) {
-        if (fSavedDrive == 0 && fSavedDirectory.IsEmpty()) {
-            return false;
-        }
-        fSwitched = platform::_chdrive(drive) != -1;
-        return fSwitched;
-    }
-
-private:
-    int fSavedDrive;
-    AString fSavedDirectory;
-    bool fSwitched = false;
-};
+// What a relative path can be put behind: a valid absolute directory.
+bool IsUsableDirectory(const APath& directory) {
+    return directory.IsValid() && directory.IsAbsolute();
+}
 
 } // namespace
 
@@ -919,27 +1222,29 @@ bool APath::MakeAbsolute(const APath* base, bool resolve) {
     if (!IsValid() || fpImpl->fIsAbsolute) {
         return false;
     }
+    const APathComponent& first = fpImpl->fComponents.front();
     if (base != nullptr) {
         if (!base->IsValid() || !base->IsAbsolute()) {
             return false;
         }
         SetParent(0, *base);
-    } else if (GetComponent(0).IsWinDrive()) {
+    } else if (first.IsWinDrive()) {
         // Drive-relative: against the directory that drive has as its own current one.
-        platform::ErrorModeGuard guard;
-        DriveSwitch drive;
-        if (!drive.SwitchTo(DriveNumberOf(GetComponent(0)))) {
+        APath directory;
+        if (!DriveDirectory(TextOf(first).begin[0], directory)) {
             return false;
         }
-        const APath directory = CorePathUtils::GetCurrentDir();
         if (Size() > 1) {
             SetParent(1, directory);
         }
     } else {
+        // A current directory that can't be read (it was removed, say) is no base: taking none
+        // would turn "a\b" into the server path \\a\b.
         const APath directory = CorePathUtils::GetCurrentDir();
-        if (!directory.IsEmpty()) {
-            SetParent(0, directory);
+        if (!IsUsableDirectory(directory)) {
+            return false;
         }
+        SetParent(0, directory);
     }
     if (resolve) {
         ResolveAliases();
@@ -952,12 +1257,11 @@ bool APath::ResolveAliases() {
     if (fpImpl == nullptr) {
         return false;
     }
+    static const Unit kDots[] = {kDot, kDot};
     ComponentList& list = fpImpl->fComponents;
-    const AString current = APathComponent::CurrentDirAlias();
-    const AString parent = APathComponent::ParentDirAlias();
     bool removed = false;
     const auto dots = std::remove_if(list.begin(), list.end(),
-                                     [&](const APathComponent& c) { return c.Get() == current; });
+                                     [](const APathComponent& c) { return IsText(c, kDots, 1); });
     if (dots != list.end()) {
         list.erase(dots, list.end());
         removed = true;
@@ -965,7 +1269,7 @@ bool APath::ResolveAliases() {
     // Each ".." goes with whatever stands in front of it; one at the start goes alone.
     std::size_t position = 0;
     while (position < list.size()) {
-        if (!(list[position].Get() == parent)) {
+        if (!IsText(list[position], kDots, 2)) {
             ++position;
             continue;
         }
@@ -977,6 +1281,27 @@ bool APath::ResolveAliases() {
         }
     }
     return removed;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Hashing and writing to streams
+
+std::size_t HashValue(const APath& path) noexcept {
+    const APathImpl& impl = Read(APathAccess::Impl(path));
+    std::uint64_t hash = impl.fIsAbsolute ? 0x9E3779B97F4A7C15ull : 0x7F4A7C159E3779B9ull;
+    for (const APathComponent& component : impl.fComponents) {
+        hash = (hash ^ HashValue(component)) * 0x100000001B3ull + (hash >> 29);
+    }
+    return static_cast<std::size_t>(hash);
+}
+
+std::ostream& operator<<(std::ostream& out, const APath& path) {
+    const APathImpl& impl = Read(APathAccess::Impl(path));
+    const APath::PathType notation =
+        impl.fForm == APathImpl::kFormPosix ? APath::kPosixPath : APath::kWinPath;
+    AString8 utf8;
+    AString::AStringToUTF8(path.GetPath(notation, false), utf8);
+    return out.write(utf8.c_str(), static_cast<std::streamsize>(utf8.size()));
 }
 
 } // namespace zelk

@@ -6,6 +6,7 @@
 #include <zelk/astring.h>
 #include <zelk/astring8.h>
 
+#include "apathimpl.h"
 #include "objectalloc.h"
 #include "platform/platform.h"
 
@@ -23,7 +24,6 @@ bool StartsWithDrive(const APath& path) {
 } // namespace
 
 APath CorePathUtils::GetCurrentDir() {
-    APath result;
     std::vector<unsigned short, HookAllocator<unsigned short>> buffer(APath::kMaxPathLength);
     const auto capacity = static_cast<platform::DWORD>(buffer.size());
     platform::DWORD length = 0;
@@ -34,10 +34,10 @@ APath CorePathUtils::GetCurrentDir() {
     // A result of the buffer's size or more is the size it would have needed: nothing was
     // written, and that counts as no answer.
     if (length == 0 || length >= capacity) {
-        return result;
+        return APath();
     }
-    result.SetPath(AString(buffer.data(), length), APath::kWinPath);
-    return result;
+    // Memory refused on the way is std::bad_alloc, never an empty answer.
+    return APath(TextOfUnits(buffer.data(), length), APath::kWinPath);
 }
 
 bool CorePathUtils::SetCurrentDir(const APath& path) {

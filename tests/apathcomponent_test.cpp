@@ -3,7 +3,10 @@
 
 #include "testsupport.h"
 
+#include <new>
+#include <sstream>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 using vorlan::zelk::APathComponent;
@@ -200,23 +203,82 @@ TEST(APathComponentTest, EqualityCopiesAndMoves) {
 
 using APathComponentHooked = zelktest::HookedTest;
 
-TEST_F(APathComponentHooked, ObjectWithoutRecordIsAnInertEmptyComponent) {
+// Memory refused for a record is std::bad_alloc, never a component that lost its text; one
+// without a record reads as the empty component and takes a record when it gets text.
+TEST_F(APathComponentHooked, RefusedRecordsThrowAndLeaveNothingShorter) {
     const AString text("C:");
-    zelktest::gFailFrom = 0;
-    APathComponent orphan(text);
-    zelktest::gFailFrom = ~0ull;
-
-    orphan.Set(text).SetBase(text).SetExtension(text).MakeValid(u'-');
-    EXPECT_FALSE(orphan.SetIsWinDrive());
-    EXPECT_TRUE(orphan.IsEmpty());
-    EXPECT_FALSE(orphan.IsValid());
-    EXPECT_TRUE(orphan.Get().IsEmpty() && orphan.GetBase().IsEmpty());
-    EXPECT_TRUE(orphan == APathComponent() && APathComponent() == orphan);
-    EXPECT_TRUE(orphan != APathComponent(text));
-    // Assignment gives it a record again.
     const APathComponent drive = FlaggedDrive("C:");
-    orphan = drive;
-    EXPECT_TRUE(orphan == drive);
+    zelktest::gFailFrom = 0;
+    EXPECT_THROW(APathComponent{text}, std::bad_alloc);
+    EXPECT_THROW(APathComponent{drive}, std::bad_alloc);
+    APathComponent empty; // needs no record
+    EXPECT_THROW(empty.Set(text), std::bad_alloc);
+    APathComponent copy;
+    EXPECT_THROW(copy = drive, std::bad_alloc);
+    zelktest::gFailFrom = ~0ull;
+    EXPECT_TRUE(empty.IsEmpty() && empty == APathComponent() && copy == APathComponent());
+
+    APathComponent moved(std::move(copy = drive));
+    EXPECT_TRUE(moved == drive);
+    copy.Set(AString("x.y")); // the source of the move takes a new record
+    ExpectSplit(copy, "x.y", 1, 1);
+}
+
+TEST(APathComponentTest, MaximumLengthIs32BitsWide) {
+    static_assert(sizeof(APathComponent::kMaxComponentLength) == 4);
+    EXPECT_EQ(APathComponent::kMaxComponentLength, 255u);
+}
+
+// A lone surrogate is a character of its own: it stays in the part it ends, and a separator
+// behind a lone high surrogate is still forbidden.
+TEST(APathComponentTest, LoneSurrogatesAndZeroUnits) {
+    const struct {
+        std::u16string text, base, extension;
+        bool valid;
+    } rows[] = {
+        {u"\xD800", u"\xD800", u"", true},
+        {u"a.\xD800", u"a", u"\xD800", true},
+        {u"a\xD800.txt", u"a\xD800", u"txt", true},
+        {u"\xDC00.\xD800", u"\xDC00", u"\xD800", true},
+        {u"a\xD800/", u"a\xD800/", u"", false},
+        {u"a\xD800\\b", u"a\xD800\\b", u"", false},
+        {std::u16string(u"a\0b", 3), std::u16string(u"a\0b", 3), u"", false},
+    };
+    const auto units = [](const std::u16string& text) {
+        return AString(reinterpret_cast<const unsigned short*>(text.data()),
+                       static_cast<unsigned long>(text.size()));
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(zelktest::Narrow(row.text));
+        APathComponent component(units(row.text));
+        EXPECT_TRUE(component.Get() == units(row.text));
+        EXPECT_TRUE(component.GetBase() == units(row.base));
+        EXPECT_TRUE(component.GetExtension() == units(row.extension));
+        EXPECT_EQ(component.IsValid(), row.valid);
+        // Only the forbidden units change; the surrogates stay where they are.
+        component.MakeValid(u'-');
+        EXPECT_EQ(component.Get().UTF16Count(), row.text.size());
+        EXPECT_TRUE(component.IsValid());
+    }
+}
+
+TEST(APathComponentTest, HashFollowsEqualityAndStreamsWriteUTF8) {
+    APathComponent whole;
+    whole.SetBase(AString("a.b"));
+    const APathComponent split{AString("a.b")};
+    const APathComponent drive = FlaggedDrive("C:");
+    std::unordered_set<APathComponent> set = {split, whole, drive, APathComponent(AString("C:")),
+                                              APathComponent()};
+    EXPECT_EQ(set.size(), 5u);
+    EXPECT_EQ(set.count(APathComponent(AString("a.b"))), 1u);
+    EXPECT_EQ(set.count(APathComponent(AString("a.c"))), 0u);
+    EXPECT_EQ(std::hash<APathComponent>()(split),
+              std::hash<APathComponent>()(APathComponent(split)));
+
+    const unsigned short text[] = {u'x', 0xE9, 0xD83D, 0xDE00, 0xD800, 0};
+    std::ostringstream out;
+    out << APathComponent(AString(text)) << '|' << APathComponent();
+    EXPECT_EQ(out.str(), "x\xC3\xA9\xF0\x9F\x98\x80\xED\xA0\x80|");
 }
 
 } // namespace

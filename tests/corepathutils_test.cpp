@@ -3,9 +3,16 @@
 
 #include "testsupport.h"
 
+#include <atomic>
+#include <filesystem>
+#include <random>
 #include <string>
+#include <system_error>
+#include <thread>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <zelk/posixhost.h>
 #endif
 
@@ -14,6 +21,7 @@ using namespace vorlan::zelk;
 namespace {
 
 using namespace zelktest;
+using zelktest::HostPath;
 
 std::string Render(const APath& path) {
     return Narrow(path.GetPath(APath::kWinPath, false));
@@ -175,21 +183,170 @@ TEST_F(CorePathUtilsTest, SetCurrentDirRefusesInvalidPaths) {
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(parent));
 }
 
+// Another drive with a directory of its own that is not its root, and the text of that
+// directory. On Linux a drive of the stand-in's table mapped to a scratch directory, whose
+// directory the stand-in keeps when the current directory moves on; on Windows C:, whose
+// directory the process keeps in its variable "=C:", as Windows and Wine do for every drive.
+class OtherDrive {
+public:
+    explicit OtherDrive(const APath& saved) {
+#if defined(_WIN32)
+        (void)saved;
+        fLetter = 'C';
+        fDirectory = "C:\\windows";
+        fReady = SetEnvironmentVariableW(L"=C:", L"C:\\windows") != 0;
+#else
+        fLetter = 'K';
+        fReady = fScratch.Made() && fScratch.At("sub").MakeDirectory(false, nullptr) &&
+                 posixhost::MapDrive('K', HostPath(fScratch.Root()).c_str()) &&
+                 CorePathUtils::SetCurrentDir(WinPath("K:\\sub")) &&
+                 CorePathUtils::SetCurrentDir(saved);
+        fDirectory = "K:\\sub";
+#endif
+    }
+    ~OtherDrive() {
+#if defined(_WIN32)
+        SetEnvironmentVariableW(L"=C:", nullptr);
+#else
+        posixhost::UnmapDrive('K');
+#endif
+    }
+    OtherDrive(const OtherDrive&) = delete;
+    OtherDrive& operator=(const OtherDrive&) = delete;
+
+    bool Ready() const {
+        return fReady;
+    }
+    char Letter() const {
+        return fLetter;
+    }
+    const std::string& Directory() const {
+        return fDirectory;
+    }
+
+private:
 #if !defined(_WIN32)
-// Another drive's directory and one on a share, set up through the stand-in's drive table.
-TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory) {
+    const zelktest::ScratchDir fScratch;
+#endif
+    char fLetter = 0;
+    std::string fDirectory;
+    bool fReady = false;
+};
+
+// The other drive's own directory, found without making that drive current: the process's
+// current directory is the same after every call, in both builds.
+TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveLeaveTheCurrentDirectory) {
+    const OtherDrive other(fSaved);
+    ASSERT_TRUE(other.Ready());
+    ASSERT_NE(other.Letter(), CurrentLetter());
+    const std::string upper(1, other.Letter());
+    const std::string lower(1, static_cast<char>(other.Letter() - 'A' + 'a'));
+    const std::string dir = other.Directory();
+    const std::string parent = dir.substr(0, dir.rfind('\\'));
+    const struct {
+        std::string text;
+        bool resolve;
+        std::string result;
+    } rows[] = {
+        {upper + ":a\\b", false, dir + "\\a\\b"},
+        {lower + ":a", false, dir + "\\a"},
+        {upper + ":..\\x", true, (parent.size() == 2 ? parent + "\\" : parent) + "x"},
+        {upper + ":", false, upper + ":\\"}, // made relative: the drive alone doesn't change
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        APath path = WinPath(row.text);
+        path.SetRelative();
+        ASSERT_TRUE(path.MakeAbsolute(nullptr, row.resolve));
+        EXPECT_EQ(Render(path), row.result);
+        EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+    }
+    // The utilities that make a path absolute on the way leave it too.
+    EXPECT_EQ(Narrow(WinFileUtils::GetUNCPath(AFile(WinPath(upper + ":a")))), dir + "\\a");
+    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
+}
+
+// While one thread resolves drive-relative paths, another moves the current directory between
+// two directories of its own and never finds it anywhere else.
+TEST_F(CorePathUtilsTest, AnotherThreadNeverSeesTheCurrentDirectoryMove) {
+    const OtherDrive other(fSaved);
+    ASSERT_TRUE(other.Ready());
+    const APath places[] = {fSaved, fSaved.Subpath(0, fSaved.Size() - 1)};
+    std::atomic<bool> stop{false};
+    std::atomic<int> strayed{0};
+    std::thread mover([&] {
+        for (unsigned i = 0; !stop; ++i) {
+            const APath& place = places[i % 2];
+            if (!CorePathUtils::SetCurrentDir(place)) {
+                ++strayed;
+                return;
+            }
+            for (int look = 0; look < 10; ++look) {
+                strayed += CorePathUtils::GetCurrentDir() == place ? 0 : 1;
+            }
+        }
+    });
+    const std::string expected = other.Directory() + "\\a";
+    for (int i = 0; i < 500; ++i) {
+        APath path = WinPath(std::string(1, other.Letter()) + ":a");
+        if (!path.MakeAbsolute(nullptr, false) || Render(path) != expected) {
+            ADD_FAILURE() << Render(path);
+            break;
+        }
+    }
+    stop = true;
+    mover.join();
+    EXPECT_EQ(strayed, 0);
+}
+
+// A removed current directory can't be read (on Linux) or names nothing any more (on Windows,
+// where its text stays): a relative path is then made absolute against it or not at all, never
+// against nothing ("a\b" would become the server path \\a\b).
+TEST_F(CorePathUtilsTest, RemovedCurrentDirectoryGivesNoOtherPath) {
+    const zelktest::ScratchDir scratch;
+    ASSERT_TRUE(scratch.Made());
+    AFile gone = scratch.At("gone");
+    ASSERT_TRUE(gone.MakeDirectory(false, nullptr));
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(gone.GetPath()));
+    // The library won't remove the current directory, as Windows won't; the host's own call may.
+    std::error_code error;
+    if (!std::filesystem::remove(HostPath(gone), error)) {
+        GTEST_SKIP() << "this host keeps its current directory from being removed";
+    }
+    const std::string goneText = Render(gone.GetPath());
+#if !defined(_WIN32)
+    EXPECT_TRUE(CorePathUtils::GetCurrentDir().IsEmpty());
+#endif
+    APath relative = WinPath("a\\b");
+    if (relative.MakeAbsolute(nullptr, false)) {
+        EXPECT_EQ(Render(relative), goneText + "\\a\\b");
+    } else {
+        EXPECT_EQ(relative, WinPath("a\\b"));
+    }
+#if !defined(_WIN32)
+    EXPECT_FALSE(relative.IsAbsolute()) << "the stand-in can't read a removed directory";
+#endif
+    // The drive's directory doesn't exist: no drive-relative path is made absolute on it.
+    APath onDrive = WinPath(std::string(1, CurrentLetter()) + ":a\\b");
+    EXPECT_FALSE(onDrive.MakeAbsolute(nullptr, false));
+    EXPECT_EQ(onDrive, WinPath(std::string(1, CurrentLetter()) + ":a\\b"));
+    // Nor does a file operation make an entry elsewhere of a text that leans on it.
+    const std::string probe = "zelk-probe-" + std::to_string(std::random_device{}());
+    for (const std::string& text : {probe, std::string(1, CurrentLetter()) + ":" + probe}) {
+        EXPECT_FALSE(AFile(WinPath(text)).MakeDirectory(false, nullptr)) << text;
+    }
+    ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved));
+    EXPECT_FALSE(scratch.At(probe).Exists() ||
+                 AFile(WinPath(std::string(1, CurrentLetter()) + ":\\" + probe)).Exists());
+}
+
+#if !defined(_WIN32)
+// With the current directory on a share it has no drive; it is the same afterwards.
+TEST_F(CorePathUtilsTest, DriveRelativePathFromAShareLeavesTheShare) {
     const std::string host =
         "/" + Narrow(fSaved.Subpath(1, fSaved.Size() - 1).GetPath(APath::kPosixPath, false));
     ASSERT_EQ(CurrentLetter(), 'Z');
     ASSERT_TRUE(posixhost::MapDrive('K', host.c_str(), "\\\\srv\\share"));
-
-    // K:'s own directory is its root until it was current somewhere else.
-    APath path = WinPath("k:a");
-    ASSERT_TRUE(path.MakeAbsolute(nullptr, false));
-    EXPECT_EQ(Render(path), "K:\\a");
-    EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), Render(fSaved));
-
-    // With the current directory on the share, it has no drive; it is the same afterwards.
     ASSERT_TRUE(CorePathUtils::SetCurrentDir(WinPath("\\\\srv\\share")));
     const std::string onShare = Render(CorePathUtils::GetCurrentDir());
     ASSERT_EQ(onShare.substr(0, 2), "\\\\");
@@ -197,7 +354,6 @@ TEST_F(CorePathUtilsTest, DriveRelativePathsOnAnotherDriveUseThatDrivesDirectory
     ASSERT_TRUE(fromShare.MakeAbsolute(nullptr, false));
     EXPECT_EQ(Render(fromShare), Render(fSaved) + "\\x");
     EXPECT_EQ(Render(CorePathUtils::GetCurrentDir()), onShare);
-
     ASSERT_TRUE(CorePathUtils::SetCurrentDir(fSaved) && posixhost::UnmapDrive('K'));
 }
 #endif

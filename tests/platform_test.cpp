@@ -276,6 +276,24 @@ TEST_F(PlatformTest, CurrentDirectoryAndDrive) {
     EXPECT_TRUE(IsCurrent(fRoot));
     const int drive = _getdrive();
     EXPECT_EQ(fRoot[0] - u'A' + 1, drive);
+
+    // A full path is read without changing anything: the bare drive gives its directory; a
+    // separator at the end stays; too small a buffer gives the size needed and is left alone.
+    std::vector<unsigned short> full(1024, 0x55);
+    unsigned short* part = nullptr;
+    EXPECT_EQ(GetFullPathNameW(P(fRoot.substr(0, 2)), 1024, full.data(), &part), fRoot.size() + 1);
+    EXPECT_EQ(U(full.data()), fRoot + u"\\");
+    EXPECT_EQ(part, nullptr);
+    EXPECT_EQ(GetFullPathNameW(P(u"x.txt"), 1024, full.data(), &part), fRoot.size() + 6);
+    ASSERT_NE(part, nullptr);
+    EXPECT_EQ(U(part), u"x.txt");
+    EXPECT_EQ(GetFullPathNameW(P(u"a\\..\\x\\"), 1024, full.data(), &part), fRoot.size() + 3);
+    EXPECT_EQ(U(full.data()), fRoot + u"\\x\\");
+    EXPECT_EQ(part, nullptr);
+    full[0] = 0x55;
+    EXPECT_EQ(GetFullPathNameW(P(u"x"), 3, full.data(), nullptr), fRoot.size() + 3);
+    EXPECT_EQ(full[0], 0x55);
+    EXPECT_TRUE(IsCurrent(fRoot));
     // Relative, rooted-relative, drive-relative and prefixed texts resolve against it.
     ASSERT_TRUE(MakeDir(u"sub"));
     ASSERT_TRUE(MakeFile(fRoot.substr(0, 2) + u"sub\\.\\x"));
@@ -406,6 +424,11 @@ TEST_F(PlatformTest, DriveTableAndPerDriveDirectories) {
     EXPECT_TRUE(Exists(u"\\\\SRV\\share\\sub\\f"));
     EXPECT_TRUE(Exists(u"\\\\?\\UNC\\srv\\share\\sub"));
     EXPECT_TRUE(FailsWith(Exists(u"\\\\other\\share\\sub"), ERROR_BAD_NETPATH));
+    // An empty server or share names no share at all: a bad path, not a missing one.
+    for (const char16_t* text : {u"\\\\srv\\\\sub\\f", u"\\\\\\share\\sub", u"\\\\srv\\",
+                                 u"\\\\?\\UNC\\\\share\\sub", u"\\\\?\\UNC\\srv\\\\sub"}) {
+        EXPECT_TRUE(FailsWith(Exists(text), ERROR_BAD_PATHNAME)) << Narrow(text);
+    }
 
     // Each drive keeps its own directory.
     ASSERT_NE(SetCurrentDirectoryW(P(u"Q:\\sub")), 0);

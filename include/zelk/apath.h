@@ -10,6 +10,8 @@
 #include <zelk/export.h>
 
 #include <cstddef>
+#include <functional>
+#include <iosfwd>
 
 namespace vorlan {
 namespace zelk {
@@ -34,10 +36,17 @@ class APathImpl;
 // every iterator over the path stale. A count that reaches past the end, also one whose sum with
 // the index passes 32 bits, runs to the last component.
 //
-// When a registered allocate procedure gives no memory for the implementation object, the path
-// has none: it reads as the empty relative path, SetPath and every editing operation return
-// false or change nothing, its iterators belong to no path, and only an assignment can give it
-// a list again.
+// Texts are taken unit for unit: separators and prefixes are found among the units, and every
+// other unit goes into the component it stands in. A lone high surrogate at the end of a text, or
+// in front of a separator, stays at the end of its component (see APathComponent), so no parse
+// drops a unit and a path always names the entry its text names.
+//
+// Memory. Whenever a path needs memory and none can be had, std::bad_alloc is thrown, also when a
+// registered allocate procedure returns null, and the path stays as it was: a parse, an edit or a
+// copy is complete or has not happened, and no text or path comes back shorter than asked for.
+// Only the default constructor may leave a path without its implementation object when the
+// registered procedure gives none; such a path reads as the empty relative path and takes an
+// object as soon as it is changed. Iterators are the exception (see APathIterator).
 class ZELK_API APath {
 public:
     enum PathType : unsigned int { kNativePath = 1, kPosixPath = 2, kWinPath = 3 };
@@ -158,10 +167,11 @@ public:
 
     // Makes a valid relative path absolute against base, or the current directory (of its own
     // drive for a drive-relative path); true only if it did. resolve collapses "." and "..".
-    // A drive-relative path switches the process's current drive for a moment and switches it
-    // back on every way out; when the current directory has no drive (a UNC directory), that
-    // directory is made current again instead, and if its text can't be read the call returns
-    // false without switching.
+    // False, with the path unchanged, for an absolute or invalid path, a base that is relative or
+    // invalid, a current directory that can't be read (removed, say), and a drive-relative path
+    // whose drive has no existing current directory (a missing drive). The process's current
+    // drive and directory are only read, never changed: the drive's own directory comes from the
+    // full-path query of the bare drive ("D:"), so no other thread ever sees them move.
     bool MakeAbsolute(const APath* base, bool resolve);
     // Removes "." components and each ".." with the component in front of it; true when
     // anything was removed.
@@ -180,6 +190,9 @@ public:
     static void operator delete(void* pointer, void* place);
 
 private:
+    friend struct APathAccess;
+    // The implementation object, made first where there is none (std::bad_alloc if it can't be).
+    APathImpl& Own();
     // The records behind an iterator, for the iterator forms of the editing operations.
     static const APathIteratorImpl* RecordOf(const APathIterator& it);
     static const APathReverseIteratorImpl* RecordOf(const APathReverseIterator& it);
@@ -187,7 +200,24 @@ private:
     APathImpl* fpImpl;
 };
 
+// A hash of the components and the absolute flag, consistent with operator== (so the form of the
+// parse doesn't count).
+ZELK_API std::size_t HashValue(const APath& path) noexcept;
+// Writes the path as UTF-8 in the notation it was parsed from: POSIX for a POSIX parse (also of a
+// rooted text that Windows notation handed on), Windows otherwise, also for a path built by
+// editing alone; never with a long-path prefix.
+ZELK_API std::ostream& operator<<(std::ostream& out, const APath& path);
+
 } // namespace zelk
 } // namespace vorlan
+
+// Paths as keys of unordered containers.
+namespace std {
+template <> struct hash<vorlan::zelk::APath> {
+    std::size_t operator()(const vorlan::zelk::APath& path) const noexcept {
+        return vorlan::zelk::HashValue(path);
+    }
+};
+} // namespace std
 
 #endif // ZELK_APATH_H

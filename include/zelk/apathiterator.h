@@ -27,7 +27,9 @@ struct APathIteratorImpl;
 // assignment copies into the record already held. A registered allocate procedure that gives no
 // memory for it is a broken invariant: the library's assertion writes the failed expression,
 // file and line to the standard error stream and stops the process with std::abort, in every
-// build type, so no iterator ever goes on without its record.
+// build type, so no iterator ever goes on without its record. An allocate procedure that throws
+// (the default throws std::bad_alloc) passes its exception on before anything has moved: a
+// postfix step that can't get memory leaves the iterator where it was.
 class ZELK_API APathIterator {
 public:
     using iterator_category = std::random_access_iterator_tag;

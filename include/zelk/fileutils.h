@@ -170,11 +170,12 @@ public:
     CorePathUtils& operator=(CorePathUtils&&) = default;
 
     // The process's current directory, parsed in Windows notation; empty when the platform
-    // gives none.
+    // gives none (the directory was removed, say). Memory refused on the way is std::bad_alloc,
+    // also from a registered allocate procedure that returns null, never an empty answer.
     static APath GetCurrentDir();
     // Makes the valid path the process's current directory, rendered in Windows notation
     // without long-path prefix; false for an invalid (or empty) path, with no change, or when
-    // the platform refuses.
+    // the platform refuses. Memory refused for the text is std::bad_alloc, with no change.
     static bool SetCurrentDir(const APath& path);
     // Valid, and the first component is no drive: true of UNC and of relative paths as well. An
     // absolute POSIX path is not valid and so fails this and the two tests below.

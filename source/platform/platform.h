@@ -205,6 +205,13 @@ int _getdrive();
 int _chdrive(int drive);
 DWORD GetCurrentDirectoryW(DWORD bufferLength, unsigned short* buffer);
 BOOL SetCurrentDirectoryW(const unsigned short* path);
+// The full path of a text, resolved against the current directory, or for "X:" and "X:name"
+// against drive X's own directory, without changing either; a bare "X:" gives that directory with
+// a separator at its end. The units written without the terminator, the units needed with it
+// when bufferLength is too small, 0 on failure. filePart, when not null, gets the start of the
+// last component in buffer (null when the full path ends in a separator).
+DWORD GetFullPathNameW(const unsigned short* fileName, DWORD bufferLength, unsigned short* buffer,
+                       unsigned short** filePart);
 // The directory for temporary files, with a separator at its end.
 DWORD GetTempPathW(DWORD bufferLength, unsigned short* buffer);
 

@@ -292,9 +292,14 @@ DWORD ResolveLocked(State& state, const Text& text, HostPath& out) {
                 return ERROR_PATH_NOT_FOUND;
             }
             Location location;
-            DWORD ignored = 0;
-            if (CurrentLocation(state, location, ignored) && location.drive == drive) {
-                components = location.components;
+            DWORD error = 0;
+            if (CurrentLocation(state, location, error)) {
+                components =
+                    location.drive == drive ? location.components : state.drives[drive].cwd;
+            } else if (state.current == 0 || state.current == drive) {
+                // The current directory is gone, and with it this drive's directory (or which
+                // drive it was on): no path is made of a directory that isn't known.
+                return error;
             } else {
                 components = state.drives[drive].cwd;
             }

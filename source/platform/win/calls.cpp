@@ -182,6 +182,12 @@ BOOL SetCurrentDirectoryW(const unsigned short* path) {
     return ::SetCurrentDirectoryW(win::Wide(path));
 }
 
+DWORD GetFullPathNameW(const unsigned short* fileName, DWORD bufferLength, unsigned short* buffer,
+                       unsigned short** filePart) {
+    return ::GetFullPathNameW(win::Wide(fileName), bufferLength, win::Wide(buffer),
+                              reinterpret_cast<wchar_t**>(filePart));
+}
+
 DWORD GetTempPathW(DWORD bufferLength, unsigned short* buffer) {
     return ::GetTempPathW(bufferLength, win::Wide(buffer));
 }
