@@ -571,6 +571,25 @@ bool IsSeparatorUnit(unsigned short unit) {
 }
 
 } // namespace
+
+bool AnyFileHandleOpen() {
+    HandleTable& table = Handles();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    for (const HandleRecord* record : table.live) {
+        if (record->kind == HandleKind::kFile) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool HandlesWithholdDelete(dev_t device, ino_t inode) {
+    HandleTable& table = Handles();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    return ShareConflict(table, device, inode, false, false, true,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+}
+
 } // namespace host
 
 DWORD GetFileAttributesW(const unsigned short* path) {
