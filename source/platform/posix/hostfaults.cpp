@@ -12,15 +12,22 @@ namespace host {
 namespace {
 
 constexpr int kCallKinds = static_cast<int>(HostCall::kList) + 1;
+// Faults armed at once on one kind of call.
+constexpr int kFaultsPerKind = 4;
 
 struct Fault {
-    unsigned remaining = 0; // calls of the kind until the failing one; 0 when not armed
+    unsigned long long at = 0; // the number of the call that fails; 0 when not armed
     int error = 0;
+};
+
+struct CallKind {
+    unsigned long long calls = 0; // calls of the kind made since the faults were cleared
+    Fault faults[kFaultsPerKind];
 };
 
 struct FaultTable {
     std::mutex mutex;
-    Fault faults[kCallKinds];
+    CallKind kinds[kCallKinds];
 };
 
 FaultTable& Faults() {
@@ -36,21 +43,29 @@ std::atomic<int> gArmed{0};
 void FailHostCall(HostCall call, int error, unsigned count) {
     FaultTable& table = Faults();
     std::lock_guard<std::mutex> lock(table.mutex);
-    Fault& fault = table.faults[static_cast<int>(call)];
-    if (fault.remaining == 0 && count > 0) {
-        gArmed.fetch_add(1);
-    } else if (fault.remaining > 0 && count == 0) {
-        gArmed.fetch_sub(1);
+    CallKind& kind = table.kinds[static_cast<int>(call)];
+    const unsigned long long at = kind.calls + (count == 0 ? 1 : count);
+    Fault* slot = nullptr;
+    for (Fault& fault : kind.faults) {
+        if (fault.at == at || (slot == nullptr && fault.at == 0)) {
+            slot = &fault;
+        }
     }
-    fault.remaining = count;
-    fault.error = error;
+    if (slot == nullptr) {
+        return; // as many faults as a kind holds are armed already
+    }
+    if (slot->at == 0) {
+        gArmed.fetch_add(1);
+    }
+    slot->at = at;
+    slot->error = error;
 }
 
 void ClearHostFaults() {
     FaultTable& table = Faults();
     std::lock_guard<std::mutex> lock(table.mutex);
-    for (Fault& fault : table.faults) {
-        fault = Fault{};
+    for (CallKind& kind : table.kinds) {
+        kind = CallKind{};
     }
     gArmed.store(0);
 }
@@ -61,13 +76,17 @@ bool HostCallFails(HostCall call) {
     }
     FaultTable& table = Faults();
     std::lock_guard<std::mutex> lock(table.mutex);
-    Fault& fault = table.faults[static_cast<int>(call)];
-    if (fault.remaining == 0 || --fault.remaining > 0) {
-        return false;
+    CallKind& kind = table.kinds[static_cast<int>(call)];
+    ++kind.calls;
+    for (Fault& fault : kind.faults) {
+        if (fault.at == kind.calls) {
+            fault.at = 0;
+            gArmed.fetch_sub(1);
+            errno = fault.error;
+            return true;
+        }
     }
-    gArmed.fetch_sub(1);
-    errno = fault.error;
-    return true;
+    return false;
 }
 
 } // namespace host

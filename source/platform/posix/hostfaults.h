@@ -31,7 +31,8 @@ enum class HostCall {
 };
 
 // Makes the count-th next call of that kind (1: the very next one) fail with the errno error,
-// once. A fault armed again for the same kind replaces the one before.
+// once. Up to four faults of one kind can be armed at once; one armed for the same call again
+// replaces the one before.
 ZELK_API void FailHostCall(HostCall call, int error, unsigned count = 1);
 // Disarms every fault.
 ZELK_API void ClearHostFaults();
