@@ -421,6 +421,16 @@ constexpr platform::DWORD kMoveFileFlags = platform::MOVEFILE_REPLACE_EXISTING |
 constexpr platform::DWORD kMoveDirectoryFlags =
     platform::MOVEFILE_COPY_ALLOWED | platform::MOVEFILE_WRITE_THROUGH;
 
+// An AFile as it was, delete-on-destroy mark included, to be put back by a move, which takes no
+// allocation. It never deletes anything itself when it dies.
+class SavedFile : public AFile {
+public:
+    explicit SavedFile(const AFile& file) : AFile(file) {}
+    SavedFile(const SavedFile&) = delete;
+    SavedFile& operator=(const SavedFile&) = delete;
+    ~SavedFile() override { DeleteOnDestroy(false); }
+};
+
 // What copy and move share: equal AFiles give true at once; a missing source, a target without a
 // valid path, or an existing target when failIfExists is true give false before the platform is
 // asked; otherwise call gets both paths in platform form.
@@ -479,7 +489,14 @@ bool CoreFileUtils::RenameFile(AFile& file, const AString& newName) {
     }
     // Built from the path alone, the renamed value bears no delete-on-destroy mark.
     AFile renamed(file.GetPath());
-    if (!renamed.SetName(newName) || !renamed.HasValidPath()) {
+    SavedFile saved(file);
+    if (!renamed.SetName(newName) || !renamed.HasValidPath() || saved != file) {
+        return false;
+    }
+    // The new name stands in the old one's directory, or nothing moves: a value that came out
+    // otherwise, as a refused allocation can make it, would send the entry elsewhere.
+    if (renamed.GetNameStr() != newName ||
+        renamed.GetParentPath(false) != file.GetParentPath(false)) {
         return false;
     }
     const AString from = file.GetPath(true);
@@ -489,7 +506,14 @@ bool CoreFileUtils::RenameFile(AFile& file, const AString& newName) {
         return false;
     }
     file.SetPath(renamed.GetPath());
-    return true;
+    if (file == renamed) {
+        return true;
+    }
+    // file could not take its new path: the entry goes back under its old name and file, without
+    // an allocation, to what it was, so that true always means that file names the renamed entry.
+    (void)platform::MoveFileW(to.GrabWString(), from.GrabWString());
+    file = std::move(saved);
+    return false;
 }
 
 // Volumes.
