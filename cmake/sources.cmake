@@ -30,8 +30,9 @@ if(WIN32)
     source/platform/win/constants.cpp
     source/platform/win/tempnames.cpp
     source/platform/win/shell.cpp
+    source/platform/win/walk.cpp
   )
-  set(ZELK_PLATFORM_LIBRARIES mpr shlwapi)
+  set(ZELK_PLATFORM_LIBRARIES mpr shlwapi ntdll)
   list(APPEND ZELK_PLATFORM_LIBRARIES ole32 uuid)
   list(APPEND ZELK_PLATFORM_LIBRARIES shell32)
 else()
@@ -43,6 +44,8 @@ else()
     source/platform/posix/hosttext.cpp
     source/platform/posix/hostvolumes.cpp
     source/platform/posix/hosttempnames.cpp
+    source/platform/posix/hostwalk.cpp
+    source/platform/posix/hostfaults.cpp
   )
   set(ZELK_PLATFORM_LIBRARIES)
 endif()

@@ -1,6 +1,7 @@
 // CoreFileUtils: static operations on entries, written against AFile.
 #include <zelk/fileutils.h>
 
+#include <zelk/aallocator.h>
 #include <zelk/afile.h>
 #include <zelk/apath.h>
 #include <zelk/apathcomponent.h>
@@ -11,6 +12,7 @@
 #include "platform/objects.h"
 #include "platform/platform.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -243,34 +245,79 @@ bool CoreFileUtils::CreateUniqueTempFile(const AString& prefix, const AString& s
 namespace {
 
 using platform::DWORD;
+using platform::HANDLE;
 
-const unsigned short kListAllSuffix[] = {'\\', '*', 0};
-// The working text of a level starts with room for this many units.
-constexpr unsigned long kWorkingTextUnits = 128;
+// The directories the walk holds, from the one named down to the one it is in, each with
+// whether everything in it has gone so far. Kept on the heap through the allocation hooks, so a
+// tree as deep as the longest path is fine; the handles are closed, innermost first, on every
+// way out.
+class WalkLevels {
+public:
+    WalkLevels() = default;
+    WalkLevels(const WalkLevels&) = delete;
+    WalkLevels& operator=(const WalkLevels&) = delete;
+    ~WalkLevels() {
+        while (fSize > 0) {
+            (void)platform::CloseWalkHandle(fLevels[--fSize].directory);
+        }
+        AAllocator::Free(fLevels);
+    }
 
-// One directory of the walk: its platform text, its open listing with the record at hand, and
-// the working text (the directory, a separator, then the name of the entry at hand). The walk
-// keeps its levels on the heap, not on the stack, so a tree as deep as the longest path is fine.
-struct DeleteLevel {
-    AString directory;
-    AString working;
-    unsigned long baseLength = 0;
-    platform::ScopedFindHandle search;
-    platform::WIN32_FIND_DATAW found{};
-    bool hasEntry = false;                    // found holds an entry not dealt with yet
-    DWORD endError = platform::ERROR_SUCCESS; // the last error when the listing ended
-    bool complete = true;                     // nothing inside has failed so far
+    // Takes the held directory over as the innermost level. False when the hooks give no memory;
+    // the handle then stays with the caller.
+    bool Push(platform::ScopedWalkHandle& directory) {
+        if (fSize == fCapacity && !Grow()) {
+            return false;
+        }
+        fLevels[fSize++] = Level{directory.Release(), true};
+        return true;
+    }
+    bool IsEmpty() const { return fSize == 0; }
+    HANDLE Innermost() const { return fLevels[fSize - 1].directory; }
+    // Something in the innermost directory stays.
+    void MarkIncomplete() { fLevels[fSize - 1].complete = false; }
+    bool InnermostComplete() const { return fLevels[fSize - 1].complete; }
+    // Hands the innermost directory's handle over and leaves its level.
+    HANDLE Pop() { return fLevels[--fSize].directory; }
+
+private:
+    struct Level {
+        HANDLE directory;
+        bool complete;
+    };
+
+    bool Grow() {
+        const std::size_t capacity = fCapacity == 0 ? 16 : fCapacity * 2;
+        auto* levels = static_cast<Level*>(AAllocator::Alloc(capacity * sizeof(Level)));
+        if (levels == nullptr) {
+            return false;
+        }
+        for (std::size_t i = 0; i < fSize; ++i) {
+            levels[i] = fLevels[i];
+        }
+        AAllocator::Free(fLevels);
+        fLevels = levels;
+        fCapacity = capacity;
+        return true;
+    }
+
+    Level* fLevels = nullptr;
+    std::size_t fSize = 0;
+    std::size_t fCapacity = 0;
 };
-using DeleteLevels = std::vector<DeleteLevel, HookAllocator<DeleteLevel>>;
 
-enum class Entered { kListing, kRemovedLink, kFailed };
-
-// Exactly "." or "..", unit by unit.
-bool IsDotOrDotDot(const unsigned short* name) {
-    return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
+bool IsReparsePoint(DWORD attributes) {
+    return attributes != platform::INVALID_FILE_ATTRIBUTES &&
+           (attributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-// A name with a separator in it would address some other entry.
+bool IsDirectory(DWORD attributes) {
+    return attributes != platform::INVALID_FILE_ATTRIBUTES &&
+           (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// A name with a separator in it is no name any path of the library can give; such an entry is
+// left where it is.
 bool HoldsSeparator(const unsigned short* name) {
     for (; *name != 0; ++name) {
         if (*name == '\\' || *name == '/') {
@@ -280,130 +327,42 @@ bool HoldsSeparator(const unsigned short* name) {
     return false;
 }
 
-bool IsReparsePoint(DWORD attributes) {
-    return attributes != platform::INVALID_FILE_ATTRIBUTES &&
-           (attributes & platform::FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
-
-// Removes a link, junction or mount point itself, never what it leads to. Its attributes stay:
-// setting them may act on the target.
-bool RemoveLink(const unsigned short* text, DWORD attributes) {
-    const bool directory = (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
-    return (directory ? platform::RemoveDirectoryW(text) : platform::DeleteFileW(text)) != 0;
-}
-
-// Starts on one directory, given by its platform text: adds a level with its listing, or
-// removes the directory as a link when it is one. A file, a link that leads to no directory and
-// a directory that can't be listed give kFailed with nothing touched. With force the directory
-// loses its attributes before its content goes, not only before its own removal, so that hosts
-// where a read-only directory keeps its entries can empty it too.
-Entered EnterDirectory(AString directory, bool force, DeleteLevels& levels) {
-    const DWORD attributes = platform::GetFileAttributesW(directory.GrabWString());
-    if (IsReparsePoint(attributes)) {
-        if ((attributes & platform::FILE_ATTRIBUTE_DIRECTORY) == 0) {
-            return Entered::kFailed;
-        }
-        return RemoveLink(directory.GrabWString(), attributes) ? Entered::kRemovedLink
-                                                               : Entered::kFailed;
-    }
-    const bool known = attributes != platform::INVALID_FILE_ATTRIBUTES;
-    if (known && (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) == 0) {
-        return Entered::kFailed; // a file is no tree, and stays as it is
-    }
-    if (force && known) {
-        (void)platform::SetFileAttributesW(directory.GrabWString(),
-                                           platform::FILE_ATTRIBUTE_NORMAL);
-    }
-    DeleteLevel level;
-    level.working.Preallocate(kWorkingTextUnits);
-    level.working.SetString(directory);
-    level.working.Append(kListAllSuffix);
-    level.search = platform::ScopedFindHandle(
-        platform::FindFirstFileW(level.working.GrabWString(), &level.found));
-    if (!level.search) {
-        return Entered::kFailed;
-    }
-    level.working.Truncate(1); // keeps the separator in front of the pattern's "*"
-    level.baseLength = level.working.CharCount();
-    level.hasEntry = true;
-    level.directory = std::move(directory);
-    levels.push_back(std::move(level));
-    return Entered::kListing;
-}
-
-void Advance(DeleteLevel& level) {
-    level.hasEntry = platform::FindNextFileW(level.search.Get(), &level.found) != 0;
-    if (!level.hasEntry) {
-        level.endError = platform::GetLastError();
-    }
-}
-
-// The text the platform is given for the entry at hand: the working text, or, when that is too
-// long to be given without the long-path prefix, the entry's own rendering, which adds it.
-AString EntryText(const DeleteLevel& level) {
-    if (level.working.UTF16Count() < platform::MAX_PATH) {
-        return level.working;
-    }
-    return AFile(level.working).GetPath(true);
-}
-
-// Deals with the entry at hand. True when it is a directory whose level now heads the walk (the
-// reference to level is then no longer valid); false when the walk goes on in level.
-bool VisitEntry(DeleteLevel& level, bool force, DeleteLevels& levels) {
-    const unsigned short* name = level.found.cFileName;
-    if (IsDotOrDotDot(name)) {
+// Deals with one entry of the innermost directory: walks into a subdirectory (true), or removes
+// anything else as itself, a link or mount point never followed (false). A failure marks the
+// level incomplete and the walk goes on.
+bool VisitEntry(WalkLevels& levels, platform::WALK_ENTRY& entry, bool force) {
+    if (HoldsSeparator(entry.cFileName)) {
+        levels.MarkIncomplete();
         return false;
     }
-    if (HoldsSeparator(name)) {
-        level.complete = false;
-        return false;
-    }
-    level.working.Truncate(level.working.CharCount() - level.baseLength);
-    level.working.Append(name);
-    const DWORD attributes = level.found.dwFileAttributes;
-    if (IsReparsePoint(attributes)) {
-        if (!RemoveLink(EntryText(level).GrabWString(), attributes)) {
-            level.complete = false;
-        }
-        return false;
-    }
-    if ((attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0) {
-        // Gone since the listing counts as a failure, as it would for the directory named.
-        const AFile child(level.working);
-        switch (child.Exists() ? EnterDirectory(child.GetPath(true), force, levels)
-                               : Entered::kFailed) {
-        case Entered::kListing:
-            return true;
-        case Entered::kRemovedLink:
-            return false;
-        case Entered::kFailed:
-            level.complete = false;
+    const HANDLE directory = levels.Innermost();
+    if (IsDirectory(entry.dwFileAttributes) && !IsReparsePoint(entry.dwFileAttributes)) {
+        platform::ScopedWalkHandle child(platform::OpenWalkSubdirectoryW(directory, &entry));
+        if (child.IsValid()) {
+            if (levels.Push(child)) {
+                return true;
+            }
+            levels.MarkIncomplete(); // no memory for another level: the subtree stays whole
             return false;
         }
-        return false;
+        // What stands there now is a link or mount point (removed as itself below), or gone, or
+        // no directory any more.
+        if (!IsReparsePoint(entry.dwFileAttributes)) {
+            levels.MarkIncomplete();
+            return false;
+        }
     }
-    const AString text = EntryText(level);
-    if (force) {
-        (void)platform::SetFileAttributesW(text.GrabWString(), platform::FILE_ATTRIBUTE_NORMAL);
-    }
-    if (platform::DeleteFileW(text.GrabWString()) == 0) {
-        level.complete = false;
+    if (platform::DeleteWalkEntryW(directory, &entry, force ? 1 : 0) == 0) {
+        levels.MarkIncomplete();
     }
     return false;
 }
 
-// Closes the level's listing and removes its directory when all of it went and the listing ran
-// to its end; a listing that broke off may have left entries unseen, and the directory stays.
-bool FinishLevel(DeleteLevel& level, bool force) {
-    level.search.Reset();
-    if (!level.complete || level.endError != platform::ERROR_NO_MORE_FILES) {
-        return false;
-    }
-    if (force) {
-        (void)platform::SetFileAttributesW(level.directory.GrabWString(),
-                                           platform::FILE_ATTRIBUTE_NORMAL);
-    }
-    return platform::RemoveDirectoryW(level.directory.GrabWString()) != 0;
+// Removes a link, junction or mount point named by the caller as itself, never what it leads to.
+bool RemoveNamedLink(const AString& text, DWORD attributes) {
+    const unsigned short* path = text.GrabWString();
+    return (IsDirectory(attributes) ? platform::RemoveDirectoryW(path)
+                                    : platform::DeleteFileW(path)) != 0;
 }
 
 } // namespace
@@ -412,34 +371,41 @@ bool CoreFileUtils::DeleteDirectory(const AFile& directory, bool force) {
     if (!directory.Exists()) {
         return false;
     }
+    const AString text = directory.GetPath(true);
     platform::ErrorModeGuard guard;
-    DeleteLevels levels;
-    switch (EnterDirectory(directory.GetPath(true), force, levels)) {
-    case Entered::kListing:
-        break;
-    case Entered::kRemovedLink:
-        return true;
-    case Entered::kFailed:
+    // A link named as the directory goes as itself; a file is no tree and stays as it is.
+    const DWORD attributes = platform::GetFileAttributesW(text.GrabWString());
+    if (IsReparsePoint(attributes)) {
+        return IsDirectory(attributes) && RemoveNamedLink(text, attributes);
+    }
+    if (!IsDirectory(attributes)) {
         return false;
     }
+    WalkLevels levels;
+    platform::ScopedWalkHandle root(platform::OpenWalkDirectoryW(text.GrabWString()));
+    if (!root.IsValid() || !levels.Push(root)) {
+        return false;
+    }
+    platform::WALK_ENTRY entry{};
     for (;;) {
-        DeleteLevel& level = levels.back();
-        if (level.hasEntry) {
-            if (!VisitEntry(level, force, levels)) {
-                Advance(level);
-            }
+        if (platform::NextWalkEntryW(levels.Innermost(), &entry) != 0) {
+            (void)VisitEntry(levels, entry, force);
             continue;
         }
-        const bool removed = FinishLevel(level, force);
-        levels.pop_back();
-        if (levels.empty()) {
+        // The directory goes when everything in it went and its listing ran to the end; a
+        // listing that broke off may have left entries unseen, and the directory stays.
+        const bool listedAll = platform::GetLastError() == platform::ERROR_NO_MORE_FILES;
+        const bool complete = levels.InnermostComplete();
+        const HANDLE held = levels.Pop();
+        const bool removed = complete && listedAll
+                                 ? platform::RemoveWalkDirectoryW(held, force ? 1 : 0) != 0
+                                 : (platform::CloseWalkHandle(held), false);
+        if (levels.IsEmpty()) {
             return removed;
         }
-        DeleteLevel& parent = levels.back();
         if (!removed) {
-            parent.complete = false;
+            levels.MarkIncomplete();
         }
-        Advance(parent);
     }
 }
 
@@ -454,6 +420,16 @@ constexpr platform::DWORD kMoveFileFlags = platform::MOVEFILE_REPLACE_EXISTING |
                                            platform::MOVEFILE_WRITE_THROUGH;
 constexpr platform::DWORD kMoveDirectoryFlags =
     platform::MOVEFILE_COPY_ALLOWED | platform::MOVEFILE_WRITE_THROUGH;
+
+// An AFile as it was, delete-on-destroy mark included, to be put back by a move, which takes no
+// allocation. It never deletes anything itself when it dies.
+class SavedFile : public AFile {
+public:
+    explicit SavedFile(const AFile& file) : AFile(file) {}
+    SavedFile(const SavedFile&) = delete;
+    SavedFile& operator=(const SavedFile&) = delete;
+    ~SavedFile() override { DeleteOnDestroy(false); }
+};
 
 // What copy and move share: equal AFiles give true at once; a missing source, a target without a
 // valid path, or an existing target when failIfExists is true give false before the platform is
@@ -513,7 +489,14 @@ bool CoreFileUtils::RenameFile(AFile& file, const AString& newName) {
     }
     // Built from the path alone, the renamed value bears no delete-on-destroy mark.
     AFile renamed(file.GetPath());
-    if (!renamed.SetName(newName) || !renamed.HasValidPath()) {
+    SavedFile saved(file);
+    if (!renamed.SetName(newName) || !renamed.HasValidPath() || saved != file) {
+        return false;
+    }
+    // The new name stands in the old one's directory, or nothing moves: a value that came out
+    // otherwise, as a refused allocation can make it, would send the entry elsewhere.
+    if (renamed.GetNameStr() != newName ||
+        renamed.GetParentPath(false) != file.GetParentPath(false)) {
         return false;
     }
     const AString from = file.GetPath(true);
@@ -523,7 +506,14 @@ bool CoreFileUtils::RenameFile(AFile& file, const AString& newName) {
         return false;
     }
     file.SetPath(renamed.GetPath());
-    return true;
+    if (file == renamed) {
+        return true;
+    }
+    // file could not take its new path: the entry goes back under its old name and file, without
+    // an allocation, to what it was, so that true always means that file names the renamed entry.
+    (void)platform::MoveFileW(to.GrabWString(), from.GrabWString());
+    file = std::move(saved);
+    return false;
 }
 
 // Volumes.

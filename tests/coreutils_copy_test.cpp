@@ -3,12 +3,23 @@
 
 #include "testsupport.h"
 
+#include <algorithm>
 #include <clocale>
 #include <new>
 #include <string>
+#include <vector>
 
 #if !defined(_WIN32)
 #include <zelk/posixhost.h>
+
+#include "platform/posix/hostfaults.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 using namespace vorlan::zelk;
@@ -113,6 +124,225 @@ TEST_F(CoreUtilsCopyTest, MoveAcrossFileSystems) {
         EXPECT_EQ(Read(target), content);
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(HostPath(Root())), {}), 1);
+}
+#endif
+
+#if !defined(_WIN32)
+// ---- Copies that never destroy the target ----
+// (On Windows copying is the system's own, and neither a file-size limit nor a failing host call
+// can be set from here.)
+
+// The names in a directory, sorted: anything a copy left behind shows here.
+std::vector<std::string> Names(const AFile& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(HostPath(directory))) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A copy that the host stops half way, in a child process whose file-size limit is below the
+// source's size: the copy fails, or the process dies in the middle of it. Either way the target
+// keeps its old content byte for byte and nothing stays beside it.
+TEST_F(CoreUtilsCopyTest, ACopyStoppedHalfWayLeavesTheTargetAsItWas) {
+    std::string content(1 << 20, '\0');
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        content[i] = static_cast<char>((i * 2654435761u) >> 24);
+    }
+    const AFile source = Make("source", content);
+    const std::string old = "old content\n";
+    const AFile target = Make("target", old);
+    // A process that dies leaves nothing behind where the copy has no name until it is whole,
+    // which takes a file system that makes files without names.
+    const int nameless = ::open(HostPath(Root()).c_str(), O_TMPFILE | O_WRONLY, 0600);
+    if (nameless >= 0) {
+        ::close(nameless);
+    }
+    for (const bool dies : {false, true}) {
+        SCOPED_TRACE(dies ? "the process dies" : "the copy fails");
+        if (dies && nameless < 0) {
+            continue;
+        }
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const struct rlimit limit = {65536, 65536};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            if (!dies) {
+                std::signal(SIGXFSZ, SIG_IGN);
+            }
+            ::_exit(CoreFileUtils::FileCopy(source, target, false) ? 1 : 0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        if (dies) {
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+        } else {
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the copy succeeded";
+        }
+        EXPECT_TRUE(Read(target) == old) << "the target changed";
+        EXPECT_TRUE(Read(source) == content) << "the source changed";
+        EXPECT_EQ(Names(Root()), (std::vector<std::string>{"source", "target"}));
+    }
+    // Without the limit the same copy goes through.
+    EXPECT_TRUE(CoreFileUtils::FileCopy(source, target, false));
+    EXPECT_TRUE(Read(target) == content);
+}
+
+// Each way the host can fail a copy, a move (across file systems, where the first rename says
+// so), a creation or a rename: the result is false, the source and an existing target are as
+// they were, and nothing is left beside them. A fallback that works gives the whole copy.
+TEST_F(CoreUtilsCopyTest, EveryHostFailureLeavesThingsAsTheyWere) {
+    using vorlan::zelk::platform::host::HostCall;
+    enum class Action { kCopy, kMove, kMakeFile, kMakeDirectory, kMakeParents, kRename };
+    struct Fault {
+        HostCall call;
+        unsigned count;
+        int error;
+    };
+    const struct {
+        const char* what;
+        Action action;
+        std::vector<Fault> faults;
+        bool result;
+        unsigned long code = 0; // of a creation
+    } rows[] = {
+        {"copy: the source can't be opened", Action::kCopy, {{HostCall::kOpen, 1, EACCES}}, false},
+        {"copy: no room for the copy", Action::kCopy, {{HostCall::kCreate, 1, ENOSPC}}, false},
+        {"copy: the kernel's copy fails at once",
+         Action::kCopy,
+         {{HostCall::kWrite, 1, ENOSPC}},
+         false},
+        {"copy: the kernel's copy fails at the end",
+         Action::kCopy,
+         {{HostCall::kWrite, 2, EIO}},
+         false},
+        {"copy: no kernel copy, so read and write",
+         Action::kCopy,
+         {{HostCall::kWrite, 1, EXDEV}},
+         true},
+        {"copy: reading fails",
+         Action::kCopy,
+         {{HostCall::kWrite, 1, EXDEV}, {HostCall::kRead, 1, EIO}},
+         false},
+        {"copy: writing fails",
+         Action::kCopy,
+         {{HostCall::kWrite, 1, EXDEV}, {HostCall::kWrite, 2, ENOSPC}},
+         false},
+        {"copy: the times can't be set", Action::kCopy, {{HostCall::kSetTimes, 1, EPERM}}, false},
+        {"copy: the permissions can't be set",
+         Action::kCopy,
+         {{HostCall::kChangeMode, 1, EPERM}},
+         false},
+        {"copy: the copy can't be named", Action::kCopy, {{HostCall::kLink, 1, ENOSPC}}, false},
+        {"copy: the copy can't take the target's name",
+         Action::kCopy,
+         {{HostCall::kRename, 1, EIO}},
+         false},
+        {"copy: no nameless files, so a hidden name",
+         Action::kCopy,
+         {{HostCall::kCreate, 1, EOPNOTSUPP}},
+         true},
+        {"copy: the hidden copy can't take the target's name",
+         Action::kCopy,
+         {{HostCall::kCreate, 1, EOPNOTSUPP}, {HostCall::kRename, 1, EIO}},
+         false},
+        {"move: across file systems", Action::kMove, {{HostCall::kRename, 1, EXDEV}}, true},
+        {"move across: no room",
+         Action::kMove,
+         {{HostCall::kRename, 1, EXDEV}, {HostCall::kCreate, 1, ENOSPC}},
+         false},
+        {"move across: the copy can't reach the disk",
+         Action::kMove,
+         {{HostCall::kRename, 1, EXDEV}, {HostCall::kSync, 1, EIO}},
+         false},
+        {"move across: the target can't be set aside",
+         Action::kMove,
+         {{HostCall::kRename, 1, EXDEV}, {HostCall::kRename, 2, EACCES}},
+         false},
+        {"move across: the copy can't take the target's name",
+         Action::kMove,
+         {{HostCall::kRename, 1, EXDEV}, {HostCall::kRename, 3, EIO}},
+         false},
+        {"move across: the source can't be removed",
+         Action::kMove,
+         {{HostCall::kRename, 1, EXDEV}, {HostCall::kUnlink, 1, EACCES}},
+         false},
+        {"move: the rename fails", Action::kMove, {{HostCall::kRename, 1, EACCES}}, false},
+        {"rename: refused", Action::kRename, {{HostCall::kRename, 1, EACCES}}, false},
+        {"make a file: no room", Action::kMakeFile, {{HostCall::kCreate, 1, ENOSPC}}, false, 112},
+        {"make a directory: refused",
+         Action::kMakeDirectory,
+         {{HostCall::kMakeDirectory, 1, EACCES}},
+         false,
+         5},
+        {"make parents: the first can't be made",
+         Action::kMakeParents,
+         {{HostCall::kMakeDirectory, 1, ENOSPC}},
+         false,
+         112},
+        {"make parents: the second fails",
+         Action::kMakeParents,
+         {{HostCall::kMakeDirectory, 2, EIO}},
+         false,
+         1117},
+    };
+    namespace host = vorlan::zelk::platform::host;
+    int index = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const std::string directory = "r" + std::to_string(index++);
+        const AFile place = Make(directory, "<dir>");
+        AFile source = Make(directory + "\\source", "src");
+        const AFile target = Make(directory + "\\target", "old");
+        AFile made = At(directory + "\\p1\\p2\\made");
+        for (const Fault& fault : row.faults) {
+            host::FailHostCall(fault.call, fault.error, fault.count);
+        }
+        unsigned long code = 0;
+        bool result = false;
+        switch (row.action) {
+        case Action::kCopy:
+            result = CoreFileUtils::FileCopy(source, target, false);
+            break;
+        case Action::kMove:
+            result = CoreFileUtils::FileMove(source, target, false);
+            break;
+        case Action::kRename:
+            result = CoreFileUtils::RenameFile(source, AString("renamed"));
+            break;
+        case Action::kMakeFile:
+            made = At(directory + "\\made");
+            result = made.MakeFile(false, &code);
+            break;
+        case Action::kMakeDirectory:
+            made = At(directory + "\\made");
+            result = made.MakeDirectory(false, &code);
+            break;
+        case Action::kMakeParents:
+            result = made.MakeFile(true, &code);
+            break;
+        }
+        host::ClearHostFaults();
+        EXPECT_EQ(result, row.result);
+        EXPECT_EQ(code, row.code);
+        std::vector<std::string> names = {"source", "target"};
+        if (!row.result) {
+            EXPECT_EQ(Read(source), "src");
+            EXPECT_EQ(Read(target), "old");
+            if (row.action == Action::kMakeParents && row.code == 1117) {
+                names.insert(names.begin(), "p1"); // made before the failure, and it stays
+            }
+        } else {
+            EXPECT_EQ(Read(target), "src");
+            EXPECT_EQ(Read(source), row.action == Action::kMove ? "<none>" : "src");
+            if (row.action == Action::kMove) {
+                names = {"target"};
+            }
+        }
+        EXPECT_EQ(Names(place), names);
+        EXPECT_FALSE(made.Exists());
+    }
 }
 #endif
 

@@ -11,6 +11,12 @@
 #if !defined(_WIN32)
 #include "platform/posix/hostapi.h"
 #include <zelk/posixhost.h>
+
+#include <atomic>
+#include <chrono>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
 #endif
 
 using namespace vorlan::zelk::platform;
@@ -409,6 +415,99 @@ std::string HostPathOf(const std::u16string& driveForm) {
     std::string host = Narrow(driveForm.substr(2));
     std::replace(host.begin(), host.end(), '\\', '/');
     return host;
+}
+
+// Runs call on a thread of its own and waits for it two seconds at most. A call still waiting
+// then is set free by opening the pipe's other end, so the test ends either way. True when the
+// call answered in time.
+template <typename Call> bool AnswersAtOnce(Call call, const std::string& pipe) {
+    std::atomic<bool> done{false};
+    std::thread caller([&] {
+        vorlan::zelk::posixhost::InitializeObjects();
+        call();
+        vorlan::zelk::posixhost::UninitializeObjects();
+        done = true;
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (!done && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const bool inTime = done;
+    while (!done) {
+        const int other = ::open(pipe.c_str(), O_RDWR | O_NONBLOCK);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        if (other >= 0) {
+            ::close(other);
+        }
+    }
+    caller.join();
+    return inTime;
+}
+
+// Windows has no pipes, sockets or devices among its files: the questions that open an entry
+// answer at once on them, as Wine's do (a pipe or device opens, a socket doesn't), and a link
+// by such a name is simply unreadable.
+TEST_F(PlatformTest, PipesAndSocketsAnswerAtOnce) {
+    using vorlan::zelk::AFile;
+    const std::string hostRoot = HostPathOf(fRoot);
+    ASSERT_EQ(::mkfifo((hostRoot + "/pipe").c_str(), 0666), 0);
+    ASSERT_EQ(::mkfifo((hostRoot + "/x.lnk").c_str(), 0666), 0);
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    const std::string socketPath = hostRoot + "/sock";
+    ASSERT_LT(socketPath.size(), sizeof(address.sun_path));
+    socketPath.copy(address.sun_path, socketPath.size());
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const struct sockaddr*>(&address), sizeof(address)),
+              0);
+    const struct {
+        const char16_t* name;
+        bool opens;             // CanOpen, readable and writable
+        unsigned long resolved; // ResolveAlias: 0 itself, 1 an unreadable link
+    } rows[] = {
+        {u"pipe", true, 0},
+        {u"x.lnk", true, 1},
+        {u"sock", false, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(Narrow(std::u16string(row.name)));
+        const AFile entry{vorlan::zelk::AString(P(In(row.name)))};
+        const AFile inside{vorlan::zelk::AString(P(In(row.name) + u"\\child"))};
+        const std::string pipe = hostRoot + "/" + Narrow(std::u16string(row.name));
+        bool readable = false;
+        bool writable = false;
+        bool canRead = false;
+        bool open = true;
+        bool parent = true;
+        unsigned long resolved = 99;
+        AFile::BoolAttributes attributes{};
+        bool tested = false;
+        EXPECT_TRUE(AnswersAtOnce(
+            [&] {
+                canRead = entry.CanOpen(AFile::kAccessRead, AFile::kShareReadWrite);
+                open = entry.IsOpen();
+                readable = entry.GetAttribute(AFile::kIsReadable);
+                writable = entry.GetAttribute(AFile::kIsWritable);
+                tested = entry.GetAttributes(attributes, true, true);
+                AFile target;
+                resolved = vorlan::zelk::CoreFileUtils::ResolveAlias(entry, target, nullptr,
+                                                                     nullptr, true);
+                parent = inside.ParentExists();
+            },
+            pipe));
+        EXPECT_EQ(canRead, row.opens);
+        EXPECT_EQ(readable, row.opens);
+        EXPECT_EQ(writable, row.opens);
+        // Asked for sole use, an entry that opens in no way at all counts as open.
+        EXPECT_EQ(open, !row.opens);
+        EXPECT_TRUE(tested);
+        EXPECT_EQ(attributes.fIsReadable, row.opens);
+        EXPECT_EQ(resolved, row.resolved);
+        EXPECT_FALSE(parent);
+    }
+    // The socket is refused as Wine refuses it.
+    EXPECT_TRUE(FailsWith(Open(In(u"sock"), GENERIC_READ).IsValid(), ERROR_NO_SUCH_DEVICE));
+    ::close(listener);
 }
 
 TEST_F(PlatformTest, DriveTableAndPerDriveDirectories) {

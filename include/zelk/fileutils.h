@@ -79,15 +79,19 @@ public:
 
     // Recursive deletion.
     // Deletes the directory with everything in it, depth first; true when all of it is gone.
-    // With force each entry's attributes (read-only above all) are cleared before it is deleted.
-    // An entry that fails is left with the directories that hold it, the walk goes on with the
-    // rest, and the result is false. False at once, nothing touched, for a missing entry or a
-    // file. A link, junction or mount point (any entry the listing marks as a reparse point) is
-    // removed as a link and never entered, and its attributes are not cleared, since that could
-    // reach its target: nothing outside the named tree is changed. When the named directory is
-    // itself such a link, the link alone is removed. A listing that breaks off with an error
-    // leaves its directory in place and gives false. A host name holding a separator (possible
-    // on POSIX hosts) can't be addressed as one name: it is left, and the result is false.
+    // The walk holds each directory it works in and reaches every entry relative to it, so that
+    // nothing renamed or swapped for a link meanwhile can lead it out of the named tree, and a
+    // tree deeper than the host's longest path goes like any other. With force a read-only entry
+    // is removed too: its attributes are cleared only just before its own removal, so whatever
+    // stays keeps the attributes it had. An entry that fails is left with the directories that
+    // hold it, the walk goes on with the rest, and the result is false. False at once, nothing
+    // touched, for a missing entry or a file. A link, junction or mount point (an entry that is a
+    // reparse point, a mount point of a POSIX host included) is removed as itself, never entered
+    // and never emptied: nothing outside the named tree is changed. A mount point on a POSIX host
+    // can't be removed, so it stays and the result is false. When the named directory is itself a
+    // link, the link alone is removed. A listing that breaks off with an error leaves its
+    // directory in place and gives false. A host name holding a separator (possible on POSIX
+    // hosts) is no name any path can give: it is left, and the result is false.
     static bool DeleteDirectory(const AFile& directory, bool force);
 
     // Copy, move and rename.
@@ -95,9 +99,12 @@ public:
     // Source and target equal by AFile::operator== (exact text, so two empty AFiles too) give
     // true at once, without looking at the disk. Otherwise a missing source, a target without a
     // valid path, or an existing target when failIfExists is true give false before the platform
-    // is asked. Neither AFile is changed; nothing is ever deleted here, and a copy or move that
-    // fails part-way leaves what the platform leaves. There is no recursive copy: a directory as
-    // source fails.
+    // is asked. Neither AFile is changed, and there is no recursive copy: a directory as source
+    // fails. On POSIX hosts a copy, and the copy of a move to another file system, is made beside
+    // the target and takes the target's name only when it is whole, so one that fails at any step
+    // (the process dying included) leaves an existing target exactly as it was and nothing beside
+    // it; a target that is a link is followed. On Windows a copy or move that fails part-way
+    // leaves what the system leaves.
 
     // Copies the source's content to the target, replacing an existing file there unless
     // failIfExists kept the call from being made. True when the target now holds the content.

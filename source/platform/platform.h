@@ -138,6 +138,7 @@ constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_DIRECTORY = 267;
 constexpr DWORD ERROR_MORE_DATA = 234;
+constexpr DWORD ERROR_NO_SUCH_DEVICE = 433; // not in every SDK's headers
 constexpr DWORD ERROR_BAD_DEVICE = 1200;
 constexpr DWORD ERROR_NOT_CONNECTED = 2250;
 constexpr DWORD NO_ERROR = 0;
@@ -162,6 +163,53 @@ void GetSystemTimeAsFileTime(FILETIME* time);
 HANDLE FindFirstFileW(const unsigned short* pattern, WIN32_FIND_DATAW* data);
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* data);
 BOOL FindClose(HANDLE search);
+
+// Directory walks.
+//
+// A walk holds every directory on its way open and reaches each entry relative to the directory
+// that holds it, never through a path of its own, so nothing renamed, moved or swapped for a link
+// while the walk runs can lead it out of the tree it was given, and a tree deeper than the host's
+// longest path is walked like any other. On Windows a held directory is open without the delete
+// share, so it can be neither renamed nor removed while the walk is inside it, and a reparse
+// point is opened as itself. On the POSIX stand-in a held directory is an open descriptor, and a
+// mount point counts as a mount-point reparse point: never entered, and never removable, since
+// the library does not unmount.
+//
+// A walk handle is closed by CloseWalkHandle or consumed by RemoveWalkDirectoryW, and never given
+// to any other call of the layer.
+
+constexpr DWORD IO_REPARSE_TAG_MOUNT_POINT = 0xA0000003u;
+
+// One entry of a held directory, as its listing tells it.
+struct WALK_ENTRY {
+    DWORD dwFileAttributes; // FILE_ATTRIBUTE_DIRECTORY and FILE_ATTRIBUTE_REPARSE_POINT are sure;
+                            // others only where the listing gives them
+    DWORD dwReparseTag;     // the tag when FILE_ATTRIBUTE_REPARSE_POINT is set, else 0
+    unsigned short cFileName[MAX_PATH]; // 0-terminated; a name has at most 255 units
+};
+
+// Opens the directory at path for a walk. A link or mount point there is neither followed nor
+// entered, and gives ERROR_DIRECTORY (267) as a file does. INVALID_HANDLE_VALUE on failure.
+HANDLE OpenWalkDirectoryW(const unsigned short* path);
+// Opens the subdirectory that entry names in the held directory, relative to it. When what
+// stands there now is no longer that directory, or was a reparse point all along (a mount point
+// on the stand-in), no handle is given: a reparse point sets FILE_ATTRIBUTE_REPARSE_POINT and
+// its tag in entry, so that it can be removed as itself; anything else gives ERROR_DIRECTORY.
+HANDLE OpenWalkSubdirectoryW(HANDLE directory, WALK_ENTRY* entry);
+// The held directory's next entry, "." and ".." left out. 0 at the end: ERROR_NO_MORE_FILES as
+// the last error when the listing ran out, another error when it broke off.
+BOOL NextWalkEntryW(HANDLE directory, WALK_ENTRY* entry);
+// Removes an entry of the held directory that is not walked into: a file, or a link or mount
+// point as itself, never what it leads to. A read-only file is refused unless force is set; with
+// force its read-only state is cleared just before and given back when it stays.
+BOOL DeleteWalkEntryW(HANDLE directory, const WALK_ENTRY* entry, BOOL force);
+// Removes the held directory itself, which the walk has emptied, and closes the handle whatever
+// the outcome. With force a read-only directory is removed too; whatever stays keeps its
+// attributes.
+BOOL RemoveWalkDirectoryW(HANDLE directory, BOOL force);
+// Closes a held directory that stays, giving back anything the walk lent it (on the stand-in the
+// write permission a read-only directory needs to be emptied).
+BOOL CloseWalkHandle(HANDLE directory);
 
 // Copying and moving.
 constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
@@ -310,8 +358,12 @@ struct FileHandleTraits {
 struct FindHandleTraits {
     static void Close(HANDLE handle) { FindClose(handle); }
 };
+struct WalkHandleTraits {
+    static void Close(HANDLE handle) { CloseWalkHandle(handle); }
+};
 using ScopedFileHandle = ScopedHandle<FileHandleTraits>;
 using ScopedFindHandle = ScopedHandle<FindHandleTraits>;
+using ScopedWalkHandle = ScopedHandle<WalkHandleTraits>;
 
 // The character-type locale.
 

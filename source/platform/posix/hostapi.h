@@ -62,6 +62,13 @@ DWORD MissingEntryError(const std::string& hostPath);
 bool FailWithErrno();
 bool Fail(DWORD error);
 
+// The share rules between the layer's own handles (kept in hostfiles.cpp).
+// Whether any file handle of the layer is open, so that the rules have anything to check.
+bool AnyFileHandleOpen();
+// Whether an open handle of the layer withholds the delete share from the entry, so that deleting,
+// removing or replacing it must fail with ERROR_SHARING_VIOLATION, as on Windows.
+bool HandlesWithholdDelete(dev_t device, ino_t inode);
+
 // Where a path text leads on the host.
 struct HostPath {
     std::string host;             // the host path, absolute

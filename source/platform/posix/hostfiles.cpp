@@ -1,8 +1,11 @@
 // The Win32 file services on a POSIX host: attributes, opening with share modes, creation,
 // deletion, times and directory listings, with the Windows rules that callers rely on.
 #include "platform/posix/hostapi.h"
+#include "platform/posix/hostfaults.h"
 
 #include <algorithm>
+#include <atomic>
+#include <climits>
 #include <clocale>
 #include <cstring>
 #include <cwctype>
@@ -263,6 +266,21 @@ bool OtherProcessConflict(int fd, DWORD share) {
     return false;
 }
 
+// Whether a pipe, socket or device may be "opened" for the data rights asked: never for real,
+// since a pipe's open waits for its other end and a device's may act, but as Wine opens them, a
+// pipe or device when the caller's rights allow it, and a socket never (ERROR_NO_SUCH_DEVICE, 433).
+// Sets the last error when not.
+bool MayOpenSpecial(const std::string& hostPath, const struct stat& info, bool reads, bool writes) {
+    if (S_ISSOCK(info.st_mode)) {
+        return Fail(ERROR_NO_SUCH_DEVICE);
+    }
+    const int wanted = (reads ? R_OK : 0) | (writes ? W_OK : 0);
+    if (wanted != 0 && ::faccessat(AT_FDCWD, hostPath.c_str(), wanted, AT_EACCESS) != 0) {
+        return Fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED);
+    }
+    return true;
+}
+
 struct timespec NowAsTimespec() {
     struct timespec now {};
     ::clock_gettime(CLOCK_REALTIME, &now);
@@ -400,8 +418,19 @@ bool FillNextFound(HandleRecord& search, WIN32_FIND_DATAW& data) {
 
 // ---- Copying ----
 
+// Bytes the kernel is asked to copy in one call, and the buffer of the read/write loop that
+// stands in where it can't.
+constexpr std::size_t kKernelCopyBytes = std::size_t{1} << 30;
+constexpr std::size_t kCopyBufferBytes = std::size_t{1} << 18;
+// Names of staged files, hidden like every dot name: this prefix and 12 hexadecimal digits.
+constexpr char kStagedPrefix[] = ".zelk-copy-";
+constexpr int kStagedNameTries = 100;
+
 bool WriteAll(int fd, const char* data, std::size_t size) {
     while (size > 0) {
+        if (HostCallFails(HostCall::kWrite)) {
+            return false;
+        }
         const ssize_t written = ::write(fd, data, size);
         if (written < 0) {
             if (errno == EINTR) {
@@ -415,53 +444,250 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
     return true;
 }
 
-// Copies a regular file's bytes, permissions and times over target, which is created or
-// truncated. A target that this call created is removed again when the copy fails. Sets the last
-// error on failure.
-bool CopyRegularFile(const std::string& source, const struct stat& sourceInfo,
-                     const std::string& target, bool targetExisted) {
-    const int in = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0) {
-        return FailWithErrno();
-    }
-    const int out = ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (out < 0) {
-        const int error = errno;
-        ::close(in);
-        return Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error));
-    }
-    std::vector<char> buffer(1 << 16);
-    bool ok = true;
+// Copies the rest of in to out with read and write. Sets errno on failure.
+bool CopyByReading(int in, int out) {
+    std::vector<char> buffer(kCopyBufferBytes);
     for (;;) {
+        if (HostCallFails(HostCall::kRead)) {
+            return false;
+        }
         const ssize_t count = ::read(in, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count <= 0) {
-            ok = count == 0;
-            break;
+            return count == 0;
         }
         if (!WriteAll(out, buffer.data(), static_cast<std::size_t>(count))) {
-            ok = false;
-            break;
+            return false;
         }
     }
-    const int error = errno;
-    if (ok) {
+}
+
+// Copies every byte of in to out, from where both stand: in the kernel where it can copy
+// between the two, by reading and writing otherwise. Sets errno on failure.
+bool CopyBytes(int in, int out) {
+    std::uint64_t copied = 0;
+    for (;;) {
+        const ssize_t count =
+            HostCallFails(HostCall::kWrite)
+                ? -1
+                : ::copy_file_range(in, nullptr, out, nullptr, kKernelCopyBytes, 0);
+        if (count > 0) {
+            copied += static_cast<std::uint64_t>(count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count == 0 && copied > 0) {
+            return true;
+        }
+        // The kernel can't copy between these two, or found nothing to copy: a file that tells
+        // no size (as those of /proc) may still have content. Reading finds out.
+        if (count == 0 || (copied == 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
+                                           errno == EOPNOTSUPP || errno == EBADF))) {
+            return CopyByReading(in, out);
+        }
+        return false;
+    }
+}
+
+// A fresh name for a staged file: this process, a count and the clock, tried until one is free.
+std::string StagedName(int attempt) {
+    static std::atomic<unsigned> counter{0};
+    struct timespec now {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    const std::uint64_t mixed = (static_cast<std::uint64_t>(::getpid()) << 40) ^
+                                (static_cast<std::uint64_t>(counter.fetch_add(1)) << 20) ^
+                                static_cast<std::uint64_t>(now.tv_nsec) ^
+                                static_cast<std::uint64_t>(attempt);
+    char name[sizeof(kStagedPrefix) + 16];
+    std::snprintf(name, sizeof(name), "%s%012llx", kStagedPrefix,
+                  static_cast<unsigned long long>(mixed & 0xFFFFFFFFFFFFull));
+    return name;
+}
+
+// A copy made beside its target: filled while it has no name (or a hidden one where the file
+// system can't make a file without a name), and removed again unless it takes the target's name.
+// So a copy that fails at any step leaves the target as it was and nothing beside it.
+class StagedCopy {
+public:
+    StagedCopy() = default;
+    StagedCopy(const StagedCopy&) = delete;
+    StagedCopy& operator=(const StagedCopy&) = delete;
+    ~StagedCopy() {
+        LastErrorSaver keep;
+        if (fFd >= 0) {
+            ::close(fFd);
+        }
+        if (!fName.empty()) {
+            ::unlinkat(fDirectory, fName.c_str(), 0);
+        }
+        if (fDirectory >= 0) {
+            ::close(fDirectory);
+        }
+    }
+
+    // Fills a new file in directory with the bytes of the open source, then gives it the
+    // source's permissions and times, and with writeThrough puts it on the disk. Sets the last
+    // error on failure.
+    bool Fill(const std::string& directory, int source, const struct stat& sourceInfo,
+              bool writeThrough) {
+        fDirectory = ::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        if (fDirectory < 0) {
+            return Fail(errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND
+                                                            : ErrorFromErrno(errno));
+        }
+        if (!Create()) {
+            return false;
+        }
+        if (!CopyBytes(source, fFd)) {
+            return FailWithErrno();
+        }
         // The copy takes the source's read-only state and its times, as on Windows.
         const struct timespec times[2] = {sourceInfo.st_atim, sourceInfo.st_mtim};
-        ::futimens(out, times);
-        ::fchmod(out, sourceInfo.st_mode & 07777);
-    }
-    ok = (::close(out) == 0) && ok;
-    ::close(in);
-    if (!ok) {
-        if (!targetExisted) {
-            ::unlink(target.c_str());
+        if (HostCallFails(HostCall::kSetTimes) || ::futimens(fFd, times) != 0 ||
+            HostCallFails(HostCall::kChangeMode) ||
+            ::fchmod(fFd, sourceInfo.st_mode & 07777) != 0) {
+            return FailWithErrno();
         }
-        return Fail(ErrorFromErrno(error != 0 ? error : EIO));
+        if (writeThrough && (HostCallFails(HostCall::kSync) || ::fsync(fFd) != 0)) {
+            return FailWithErrno();
+        }
+        return true;
     }
-    return true;
+
+    // Gives the filled copy the name target in the directory, replacing what stands there only
+    // when mayReplace says so. Sets the last error on failure.
+    bool Place(const std::string& target, bool mayReplace) {
+        if (fName.empty() && !Link()) {
+            return false;
+        }
+        if (HostCallFails(HostCall::kRename) || !RenameAt(fDirectory, fName, target, mayReplace)) {
+            const int error = errno;
+            return Fail(error == EEXIST ? ERROR_ALREADY_EXISTS : ErrorFromErrno(error));
+        }
+        fName.clear();
+        return true;
+    }
+
+private:
+    static bool RenameAt(int directory, const std::string& from, const std::string& to,
+                         bool mayReplace) {
+#if defined(RENAME_NOREPLACE)
+        if (!mayReplace) {
+            return ::renameat2(directory, from.c_str(), directory, to.c_str(), RENAME_NOREPLACE) ==
+                   0;
+        }
+#else
+        (void)mayReplace;
+#endif
+        return ::renameat(directory, from.c_str(), directory, to.c_str()) == 0;
+    }
+
+    // A file without a name where the file system makes one, else one with a hidden fresh name.
+    bool Create() {
+        fFd = HostCallFails(HostCall::kCreate)
+                  ? -1
+                  : ::openat(fDirectory, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+        if (fFd >= 0) {
+            return true;
+        }
+        if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
+            return FailWithErrno();
+        }
+        for (int attempt = 0; attempt < kStagedNameTries; ++attempt) {
+            const std::string name = StagedName(attempt);
+            fFd = HostCallFails(HostCall::kCreate)
+                      ? -1
+                      : ::openat(fDirectory, name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC,
+                                 0600);
+            if (fFd >= 0) {
+                fName = name;
+                return true;
+            }
+            if (errno != EEXIST) {
+                return FailWithErrno();
+            }
+        }
+        return Fail(ERROR_FILE_EXISTS);
+    }
+
+    // Names the nameless file: through its descriptor, or through /proc where linking a
+    // descriptor takes a privilege the caller lacks.
+    bool Link() {
+        const std::string viaProc = "/proc/self/fd/" + std::to_string(fFd);
+        for (int attempt = 0; attempt < kStagedNameTries; ++attempt) {
+            const std::string name = StagedName(attempt);
+            if (HostCallFails(HostCall::kLink)) {
+                return FailWithErrno();
+            }
+            if (::linkat(fFd, "", fDirectory, name.c_str(), AT_EMPTY_PATH) == 0 ||
+                ((errno == ENOENT || errno == EPERM) &&
+                 ::linkat(AT_FDCWD, viaProc.c_str(), fDirectory, name.c_str(), AT_SYMLINK_FOLLOW) ==
+                     0)) {
+                fName = name;
+                return true;
+            }
+            if (errno != EEXIST) {
+                return FailWithErrno();
+            }
+        }
+        return Fail(ERROR_FILE_EXISTS);
+    }
+
+    int fDirectory = -1;
+    int fFd = -1;
+    std::string fName; // the hidden name the copy bears, empty while it has none
+};
+
+// The open source of a copy: a regular file, opened so that nothing that stands in its place
+// meanwhile (a pipe, a device) can make the open wait. Sets the last error on failure.
+int OpenCopySource(const std::string& path, struct stat& info) {
+    if (HostCallFails(HostCall::kOpen)) {
+        FailWithErrno();
+        return -1;
+    }
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        Fail(errno == ENOENT ? MissingEntryError(path) : ErrorFromErrno(errno));
+        return -1;
+    }
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        Fail(ERROR_ACCESS_DENIED);
+        return -1;
+    }
+    return fd;
+}
+
+// Where the file at path really is: links followed as opening it would follow them, a dangling
+// one to where its file would be made.
+std::string FollowLinks(std::string path) {
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat info {};
+        if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+            return path;
+        }
+        std::string target(PATH_MAX, '\0');
+        const ssize_t length = ::readlink(path.c_str(), &target[0], target.size());
+        if (length <= 0 || static_cast<std::size_t>(length) >= target.size()) {
+            return path;
+        }
+        target.resize(static_cast<std::size_t>(length));
+        path = target[0] == '/' ? target : path.substr(0, path.rfind('/') + 1) + target;
+    }
+    return path;
+}
+
+std::string DirectoryOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
 // Whether an entry may be replaced: not a directory, not read-only, and open by nobody who
@@ -483,6 +709,9 @@ bool SameEntry(const struct stat& left, const struct stat& right) {
 
 // Renames from to to; an entry at to is replaced only when mayReplace says so.
 bool RenameEntry(const std::string& from, const std::string& to, bool mayReplace) {
+    if (HostCallFails(HostCall::kRename)) {
+        return false;
+    }
 #if defined(RENAME_NOREPLACE)
     if (!mayReplace) {
         return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
@@ -493,18 +722,17 @@ bool RenameEntry(const std::string& from, const std::string& to, bool mayReplace
     return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
-// Makes an empty file with a fresh name beside path, in the same directory, and gives its host
-// path; empty, with the last error set, when none can be made.
-std::string MakeSiblingFile(const std::string& path) {
-    std::string pattern = path.substr(0, path.rfind('/') + 1) + ".zelk-move-XXXXXX";
-    const int fd = ::mkostemp(&pattern[0], O_CLOEXEC);
-    if (fd < 0) {
-        const int error = errno;
-        Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error));
-        return std::string();
+// A fresh hidden name beside path, for setting an entry aside; empty when none is free.
+std::string FreeSiblingName(const std::string& path) {
+    const std::string directory = path.substr(0, path.rfind('/') + 1);
+    for (int attempt = 0; attempt < kStagedNameTries; ++attempt) {
+        const std::string candidate = directory + StagedName(attempt);
+        struct stat info {};
+        if (::lstat(candidate.c_str(), &info) != 0 && errno == ENOENT) {
+            return candidate;
+        }
     }
-    ::close(fd);
-    return pattern;
+    return std::string();
 }
 
 // Moves a regular file to another file system as Windows does with MOVEFILE_COPY_ALLOWED, so that
@@ -513,35 +741,27 @@ std::string MakeSiblingFile(const std::string& path) {
 // removed. On failure the source is whole, the target is what it was and no partial copy stays.
 // With writeThrough the copy reaches the disk before the source goes. Sets the last error on
 // failure.
-bool MoveAcrossFileSystems(const std::string& source, const struct stat& sourceInfo,
-                           const std::string& target, bool targetExists, bool mayReplace,
-                           bool writeThrough) {
-    const std::string staged = MakeSiblingFile(target);
-    if (staged.empty() || !CopyRegularFile(source, sourceInfo, staged, false)) {
+bool MoveAcrossFileSystems(const std::string& source, const std::string& target, bool targetExists,
+                           bool mayReplace, bool writeThrough) {
+    struct stat sourceInfo {};
+    const int in = OpenCopySource(source, sourceInfo);
+    if (in < 0) {
         return false;
     }
-    if (writeThrough) {
-        const int fd = ::open(staged.c_str(), O_RDONLY | O_CLOEXEC);
-        const bool synced = fd >= 0 && ::fsync(fd) == 0;
-        const int error = errno;
-        if (fd >= 0) {
-            ::close(fd);
-        }
-        if (!synced) {
-            ::unlink(staged.c_str());
-            return Fail(ErrorFromErrno(error));
-        }
+    StagedCopy copy;
+    const bool filled = copy.Fill(DirectoryOf(target), in, sourceInfo, writeThrough);
+    ::close(in);
+    if (!filled) {
+        return false;
     }
     std::string aside;
     if (targetExists) {
-        aside = MakeSiblingFile(target);
-        if (aside.empty() || ::rename(target.c_str(), aside.c_str()) != 0) {
-            const DWORD error = aside.empty() ? GetLastError() : ErrorFromErrno(errno);
-            ::unlink(staged.c_str());
-            if (!aside.empty()) {
-                ::unlink(aside.c_str());
-            }
-            return Fail(error);
+        aside = FreeSiblingName(target);
+        if (aside.empty()) {
+            return Fail(ERROR_FILE_EXISTS);
+        }
+        if (!RenameEntry(target, aside, false)) {
+            return FailWithErrno();
         }
     }
     const auto undo = [&](DWORD error) {
@@ -550,12 +770,10 @@ bool MoveAcrossFileSystems(const std::string& source, const struct stat& sourceI
         }
         return Fail(error);
     };
-    if (!RenameEntry(staged, target, mayReplace)) {
-        const int error = errno;
-        ::unlink(staged.c_str());
-        return undo(error == EEXIST ? ERROR_ALREADY_EXISTS : ErrorFromErrno(error));
+    if (!copy.Place(NameOf(target), mayReplace)) {
+        return undo(GetLastError());
     }
-    if (::unlink(source.c_str()) != 0) {
+    if (HostCallFails(HostCall::kUnlink) || ::unlink(source.c_str()) != 0) {
         const int error = errno;
         ::unlink(target.c_str());
         return undo(ErrorFromErrno(error));
@@ -571,6 +789,25 @@ bool IsSeparatorUnit(unsigned short unit) {
 }
 
 } // namespace
+
+bool AnyFileHandleOpen() {
+    HandleTable& table = Handles();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    for (const HandleRecord* record : table.live) {
+        if (record->kind == HandleKind::kFile) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool HandlesWithholdDelete(dev_t device, ino_t inode) {
+    HandleTable& table = Handles();
+    std::lock_guard<std::mutex> lock(table.mutex);
+    return ShareConflict(table, device, inode, false, false, true,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+}
+
 } // namespace host
 
 DWORD GetFileAttributesW(const unsigned short* path) {
@@ -684,6 +921,12 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
         host::SetError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
+    // Windows has no pipes, sockets or devices among its files, and opening one here could wait
+    // for a partner or set a device going: such an entry is never opened for its data.
+    const bool special = exists && !isDirectory && !S_ISREG(existing.st_mode);
+    if (special && !host::MayOpenSpecial(resolved.host, existing, reads, writes)) {
+        return INVALID_HANDLE_VALUE;
+    }
 
     auto* record = new host::HandleRecord();
     record->access = desiredAccess;
@@ -706,7 +949,7 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
         // A directory's data can't be written on this host; the rights still count for sharing.
         flags |= O_DIRECTORY | ((reads || writes) ? O_RDONLY : O_PATH);
         record->pathOnly = !reads && !writes;
-    } else if (!reads && !writes && !truncates && exists) {
+    } else if ((!reads && !writes && !truncates && exists) || special) {
         flags |= O_PATH;
         record->pathOnly = true;
     } else {
@@ -727,7 +970,10 @@ HANDLE CreateFileW(const unsigned short* path, DWORD desiredAccess, DWORD shareM
         break;
     }
     const mode_t mode = (flagsAndAttributes & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
-    record->fd = ::open(resolved.host.c_str(), flags, mode);
+    record->fd = host::HostCallFails((flags & O_CREAT) != 0 ? host::HostCall::kCreate
+                                                            : host::HostCall::kOpen)
+                     ? -1
+                     : ::open(resolved.host.c_str(), flags, mode);
     if (record->fd < 0) {
         const int error = errno;
         delete record;
@@ -788,7 +1034,8 @@ BOOL CreateDirectoryW(const unsigned short* path, void* /*securityAttributes*/) 
     if (error != ERROR_SUCCESS) {
         return host::Fail(error);
     }
-    if (::mkdir(resolved.host.c_str(), 0777) != 0) {
+    if (host::HostCallFails(host::HostCall::kMakeDirectory) ||
+        ::mkdir(resolved.host.c_str(), 0777) != 0) {
         const int failure = errno;
         return host::Fail(failure == ENOENT ? ERROR_PATH_NOT_FOUND : host::ErrorFromErrno(failure));
     }
@@ -810,7 +1057,7 @@ BOOL DeleteFileW(const unsigned short* path) {
     if (!info.isLink && host::DeleteWouldConflict(info)) {
         return host::Fail(ERROR_SHARING_VIOLATION);
     }
-    if (::unlink(resolved.host.c_str()) != 0) {
+    if (host::HostCallFails(host::HostCall::kUnlink) || ::unlink(resolved.host.c_str()) != 0) {
         return host::FailWithErrno();
     }
     host::SetError(ERROR_SUCCESS);
@@ -828,7 +1075,7 @@ BOOL RemoveDirectoryW(const unsigned short* path) {
         if (!info.leadsToDirectory) {
             return host::Fail(ERROR_DIRECTORY);
         }
-        if (::unlink(resolved.host.c_str()) != 0) {
+        if (host::HostCallFails(host::HostCall::kUnlink) || ::unlink(resolved.host.c_str()) != 0) {
             return host::FailWithErrno();
         }
         host::SetError(ERROR_SUCCESS);
@@ -849,7 +1096,8 @@ BOOL RemoveDirectoryW(const unsigned short* path) {
     if (host::DeleteWouldConflict(info)) {
         return host::Fail(ERROR_SHARING_VIOLATION);
     }
-    if (::rmdir(resolved.host.c_str()) != 0) {
+    if (host::HostCallFails(host::HostCall::kRemoveDirectory) ||
+        ::rmdir(resolved.host.c_str()) != 0) {
         const int failure = errno;
         return host::Fail(failure == ENOTEMPTY || failure == EEXIST
                               ? ERROR_DIR_NOT_EMPTY
@@ -1056,21 +1304,17 @@ BOOL CopyFileW(const unsigned short* existingName, const unsigned short* newName
             return host::Fail(ERROR_SHARING_VIOLATION);
         }
     }
+    // A link as the target is followed, as opening it for writing would follow it: the copy
+    // replaces the file it leads to.
+    const std::string destination = host::FollowLinks(target.host);
     host::EntryInfo targetInfo;
-    const bool targetExists = ::lstat(target.host.c_str(), &targetInfo.status) == 0;
+    const bool targetExists = ::lstat(destination.c_str(), &targetInfo.status) == 0;
     if (targetExists) {
         if (failIfExists != 0) {
             return host::Fail(ERROR_FILE_EXISTS);
         }
         targetInfo.isLink = S_ISLNK(targetInfo.status.st_mode);
-        struct stat through {};
-        if (targetInfo.isLink && ::stat(target.host.c_str(), &through) == 0) {
-            targetInfo.leadsToDirectory = S_ISDIR(through.st_mode);
-            if (host::SameEntry(through, sourceInfo)) {
-                return host::Fail(ERROR_SHARING_VIOLATION);
-            }
-        }
-        // Copying a file onto itself would truncate it: Windows finds it in use.
+        // Copying a file onto itself would lose it: Windows finds it in use.
         if (host::SameEntry(targetInfo.status, sourceInfo)) {
             return host::Fail(ERROR_SHARING_VIOLATION);
         }
@@ -1078,7 +1322,21 @@ BOOL CopyFileW(const unsigned short* existingName, const unsigned short* newName
             return 0;
         }
     }
-    if (!host::CopyRegularFile(source.host, sourceInfo, target.host, targetExists)) {
+    // The copy is made beside the target and takes its name only when it is whole, so a copy
+    // that fails leaves an existing target exactly as it was.
+    struct stat opened {};
+    const int in = host::OpenCopySource(source.host, opened);
+    if (in < 0) {
+        return 0;
+    }
+    host::StagedCopy copy;
+    const bool copied = copy.Fill(host::DirectoryOf(destination), in, opened, false) &&
+                        copy.Place(host::NameOf(destination), failIfExists == 0);
+    {
+        LastErrorSaver keep;
+        ::close(in);
+    }
+    if (!copied) {
         return 0;
     }
     host::SetError(ERROR_SUCCESS);
@@ -1128,7 +1386,7 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
         }
     }
     if (hardLinks) {
-        if (::unlink(source.host.c_str()) != 0) {
+        if (host::HostCallFails(host::HostCall::kUnlink) || ::unlink(source.host.c_str()) != 0) {
             return host::FailWithErrno();
         }
         host::SetError(ERROR_SUCCESS);
@@ -1153,8 +1411,8 @@ BOOL MoveFileExW(const unsigned short* existingName, const unsigned short* newNa
     if ((flags & MOVEFILE_COPY_ALLOWED) == 0 || !S_ISREG(sourceInfo.status.st_mode)) {
         return host::Fail(ERROR_NOT_SAME_DEVICE);
     }
-    if (!host::MoveAcrossFileSystems(source.host, sourceInfo.status, target.host, targetExists,
-                                     mayReplace, (flags & MOVEFILE_WRITE_THROUGH) != 0)) {
+    if (!host::MoveAcrossFileSystems(source.host, target.host, targetExists, mayReplace,
+                                     (flags & MOVEFILE_WRITE_THROUGH) != 0)) {
         return 0;
     }
     host::SetError(ERROR_SUCCESS);

@@ -235,7 +235,16 @@ HRESULT ShellLink::Load(const unsigned short* fileName, DWORD) {
     if (error != 0) {
         return HRESULT_FROM_WIN32(error);
     }
-    ScopedDescriptor file(::open(resolved.host.c_str(), O_RDONLY | O_CLOEXEC));
+    // A pipe, socket or device by the name of a link is no link, and is never opened: its open
+    // could wait for a partner or set a device going. Whatever stands there by the time of the
+    // open is opened without waiting.
+    struct stat named {};
+    if (::stat(resolved.host.c_str(), &named) == 0 && !S_ISREG(named.st_mode) &&
+        !S_ISDIR(named.st_mode)) {
+        return E_FAIL;
+    }
+    ScopedDescriptor file(
+        ::open(resolved.host.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (file.Get() < 0 || ::fstat(file.Get(), &status) != 0) {
         return FromErrno(errno, resolved.host);
@@ -280,8 +289,9 @@ HRESULT ShellLink::Save(const unsigned short* fileName, BOOL remember) {
         return HRESULT_FROM_WIN32(error);
     }
     const std::string bytes = host::FormatShellLink(fLink);
-    ScopedDescriptor file(
-        ::open(resolved.host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    ScopedDescriptor file(::open(resolved.host.c_str(),
+                                 O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+                                 0666));
     if (file.Get() < 0) {
         return errno == EISDIR ? HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED)
                                : FromErrno(errno, resolved.host);
